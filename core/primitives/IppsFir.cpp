@@ -1,0 +1,278 @@
+// FIR filters with history, single- and multi-rate.
+//
+// A state is one block of memory: this header, the taps as doubles, and a work line that
+// holds the input history followed by one chunk of new input, also as doubles. Blocks of
+// any length are cut into chunks, so a state never needs more memory than it was built
+// with, and the result does not depend on where the caller cuts the stream.
+
+#include "core/primitives/IppsChecks.h"
+#include "core/primitives/IppsKernels.h"
+#include "core/primitives/IppsStateTag.h"
+#include "core/primitives/ipps.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+using vk::ipps::StateTag;
+
+struct IppsFIRState_32f {
+    StateTag tag = StateTag::Fir;
+    void* allocation = nullptr; // what ippsFIRFree_32f releases; null inside a caller's buffer
+    int tapsLen = 0;
+    int upFactor = 1;
+    int upPhase = 0;
+    int downFactor = 1;
+    int downPhase = 0;
+    int historyLen = 0;     // input samples kept between calls
+    int chunkInputs = 0;    // input samples taken per pass through the work line
+    double* coefs = nullptr; // single rate: taps reversed; multi-rate: taps in order
+    double* work = nullptr;  // historyLen samples of history, then one chunk of input
+    float* outputs = nullptr; // single rate: one chunk of results before they are copied out
+
+    bool multiRate() const { return upFactor != 1 || downFactor != 1; }
+};
+
+namespace {
+
+constexpr std::size_t kHeaderAlign = 64;
+constexpr int kChunk = 512;
+static_assert(kChunk % vk::kernels::kFirOutputGranule == 0, "the kernel rounds a chunk up to whole granules");
+
+struct Geometry {
+    int historyLen;
+    int chunkInputs;
+    std::size_t coefBytes;
+    std::size_t workBytes;
+    std::size_t outputBytes;
+
+    std::size_t total() const
+    {
+        const std::size_t header = (sizeof(IppsFIRState_32f) + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
+        return kHeaderAlign - 1 + header + coefBytes + workBytes + outputBytes;
+    }
+};
+
+// The single-rate kernel computes whole output granules; a chunk is a whole number of
+// them, so its reads stay inside the work line. The multi-rate form keeps ceil(tapsLen / upFactor) inputs,
+// which covers every tap for any phase.
+Geometry geometryFor(int tapsLen, int upFactor, int downFactor)
+{
+    const auto taps = static_cast<std::size_t>(tapsLen);
+    if (upFactor == 1 && downFactor == 1) {
+        const std::size_t line = taps - 1 + kChunk;
+        return {tapsLen - 1, kChunk, taps * sizeof(double), line * sizeof(double), kChunk * sizeof(float)};
+    }
+    const int history = (tapsLen + upFactor - 1) / upFactor;
+    const int chunk = std::max(1, kChunk / downFactor) * downFactor;
+    const std::size_t line = static_cast<std::size_t>(history) + static_cast<std::size_t>(chunk);
+    return {history, chunk, taps * sizeof(double), line * sizeof(double), 0};
+}
+
+bool fitsInt(const Geometry& g) { return g.total() <= static_cast<std::size_t>(INT_MAX); }
+
+void loadHistory(IppsFIRState_32f& s, const Ipp32f* dly)
+{
+    const auto line = static_cast<std::size_t>(s.historyLen) + static_cast<std::size_t>(s.chunkInputs);
+    std::fill_n(s.work, line, 0.0);
+    if (dly)
+        std::copy_n(dly, s.historyLen, s.work);
+}
+
+// Lays the state out in memory that holds geometry.total() bytes.
+IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase,
+                             int downFactor, int downPhase, const Ipp32f* dly)
+{
+    const Geometry g = geometryFor(tapsLen, upFactor, downFactor);
+    auto base = reinterpret_cast<std::uintptr_t>(memory);
+    base = (base + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
+    auto* s = new (reinterpret_cast<void*>(base)) IppsFIRState_32f;
+    auto* bytes = reinterpret_cast<unsigned char*>(base) +
+                  (sizeof(IppsFIRState_32f) + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
+    s->tapsLen = tapsLen;
+    s->upFactor = upFactor;
+    s->upPhase = upPhase;
+    s->downFactor = downFactor;
+    s->downPhase = downPhase;
+    s->historyLen = g.historyLen;
+    s->chunkInputs = g.chunkInputs;
+    s->coefs = reinterpret_cast<double*>(bytes);
+    s->work = reinterpret_cast<double*>(bytes + g.coefBytes);
+    s->outputs = g.outputBytes ? reinterpret_cast<float*>(bytes + g.coefBytes + g.workBytes) : nullptr;
+    for (int i = 0; i < tapsLen; ++i)
+        s->coefs[i] = s->multiRate() ? taps[i] : taps[tapsLen - 1 - i];
+    loadHistory(*s, dly);
+    return s;
+}
+
+IppStatus allocateState(IppsFIRState_32f** pp, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase,
+                        int downFactor, int downPhase, const Ipp32f* dly)
+{
+    const Geometry g = geometryFor(tapsLen, upFactor, downFactor);
+    Ipp8u* memory = fitsInt(g) ? ippsMalloc_8u(static_cast<int>(g.total())) : nullptr;
+    if (!memory)
+        return ippStsMemAllocErr;
+    IppsFIRState_32f* s = buildState(memory, taps, tapsLen, upFactor, upPhase, downFactor, downPhase, dly);
+    s->allocation = memory;
+    *pp = s;
+    return ippStsNoErr;
+}
+
+bool isFirState(const IppsFIRState_32f* state) { return vk::ipps::stateTagOf(state) == StateTag::Fir; }
+
+// Drops the inputs just consumed, keeping the newest historyLen as history.
+void advanceHistory(IppsFIRState_32f& s, int consumed)
+{
+    std::memmove(s.work, s.work + consumed, sizeof(double) * static_cast<std::size_t>(s.historyLen));
+}
+
+void runSingleRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int len)
+{
+    for (int done = 0; done < len;) {
+        const int n = std::min(s.chunkInputs, len - done);
+        vk::kernels::floatToDouble(src + done, s.work + s.historyLen, static_cast<std::size_t>(n));
+        vk::kernels::firCorrelate(s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), s.outputs,
+                                  static_cast<std::size_t>(n));
+        std::memcpy(dst + done, s.outputs, sizeof(float) * static_cast<std::size_t>(n));
+        advanceHistory(s, n);
+        done += n;
+    }
+}
+
+// One output of the multi-rate filter. e is the output's position in the zero-stuffed
+// stream, counted so that work[0] sits at position upPhase.
+double multiRateOutput(const IppsFIRState_32f& s, std::int64_t e)
+{
+    double acc = 0.0;
+    for (std::int64_t p = e / s.upFactor; p >= 0; --p) {
+        const std::int64_t tap = e - p * s.upFactor;
+        if (tap >= s.tapsLen)
+            break;
+        acc += s.coefs[tap] * s.work[p];
+    }
+    return acc;
+}
+
+// Each iteration consumes downFactor inputs and produces upFactor outputs.
+void runMultiRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int numIters)
+{
+    const int itersPerChunk = s.chunkInputs / s.downFactor;
+    const std::int64_t historyPosition = static_cast<std::int64_t>(s.historyLen) * s.upFactor;
+    for (int done = 0; done < numIters;) {
+        const int iters = std::min(itersPerChunk, numIters - done);
+        const int inputs = iters * s.downFactor;
+        vk::kernels::floatToDouble(src + static_cast<std::ptrdiff_t>(done) * s.downFactor, s.work + s.historyLen,
+                                   static_cast<std::size_t>(inputs));
+        Ipp32f* out = dst + static_cast<std::ptrdiff_t>(done) * s.upFactor;
+        for (int q = 0; q < iters * s.upFactor; ++q) {
+            const std::int64_t e = historyPosition + static_cast<std::int64_t>(q) * s.downFactor + s.downPhase - s.upPhase;
+            out[q] = static_cast<float>(multiRateOutput(s, e));
+        }
+        advanceHistory(s, inputs);
+        done += iters;
+    }
+}
+
+IppStatus runFilter(const Ipp32f* src, Ipp32f* dst, int numIters, IppsFIRState_32f* state)
+{
+    if (const IppStatus st = vk::ipps::checkVector(numIters, src, dst, state))
+        return st;
+    if (!isFirState(state))
+        return ippStsContextMatchErr;
+    if (state->multiRate())
+        runMultiRate(*state, src, dst, numIters);
+    else
+        runSingleRate(*state, src, dst, numIters);
+    return ippStsNoErr;
+}
+
+} // namespace
+
+IppStatus ippsFIRGetStateSize_32f(int tapsLen, int* size)
+{
+    if (!size)
+        return ippStsNullPtrErr;
+    if (tapsLen < 1)
+        return ippStsFIRLenErr;
+    const Geometry g = geometryFor(tapsLen, 1, 1);
+    if (!fitsInt(g))
+        return ippStsFIRLenErr;
+    *size = static_cast<int>(g.total());
+    return ippStsNoErr;
+}
+
+IppStatus ippsFIRInit_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, const Ipp32f* dly,
+                          Ipp8u* buffer)
+{
+    if (vk::ipps::anyNull(ppState, taps, buffer))
+        return ippStsNullPtrErr;
+    if (tapsLen < 1 || !fitsInt(geometryFor(tapsLen, 1, 1)))
+        return ippStsFIRLenErr;
+    *ppState = buildState(buffer, taps, tapsLen, 1, 0, 1, 0, dly);
+    return ippStsNoErr;
+}
+
+IppStatus ippsFIRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, const Ipp32f* dly)
+{
+    if (vk::ipps::anyNull(ppState, taps))
+        return ippStsNullPtrErr;
+    if (tapsLen < 1)
+        return ippStsFIRLenErr;
+    return allocateState(ppState, taps, tapsLen, 1, 0, 1, 0, dly);
+}
+
+IppStatus ippsFIRMRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, int upFactor,
+                                 int upPhase, int downFactor, int downPhase, const Ipp32f* dly)
+{
+    if (vk::ipps::anyNull(ppState, taps))
+        return ippStsNullPtrErr;
+    if (tapsLen < 1)
+        return ippStsFIRLenErr;
+    if (upFactor < 1 || downFactor < 1)
+        return ippStsFIRMRFactorErr;
+    if (upPhase < 0 || upPhase >= upFactor || downPhase < 0 || downPhase >= downFactor)
+        return ippStsFIRMRPhaseErr;
+    return allocateState(ppState, taps, tapsLen, upFactor, upPhase, downFactor, downPhase, dly);
+}
+
+IppStatus ippsFIRFree_32f(IppsFIRState_32f* state)
+{
+    if (!state)
+        return ippStsNullPtrErr;
+    if (!isFirState(state))
+        return ippStsContextMatchErr;
+    if (void* memory = state->allocation) {
+        state->tag = StateTag::None;
+        ippsFree(memory);
+    }
+    return ippStsNoErr;
+}
+
+// dly, when given, holds the kept input history oldest first: tapsLen - 1 samples for a
+// single-rate state, ceil(tapsLen / upFactor) for a multi-rate one.
+IppStatus ippsFIRSetDlyLine_32f(IppsFIRState_32f* state, const Ipp32f* dly)
+{
+    if (!state)
+        return ippStsNullPtrErr;
+    if (!isFirState(state))
+        return ippStsContextMatchErr;
+    loadHistory(*state, dly);
+    return ippStsNoErr;
+}
+
+IppStatus ippsFIR_32f(const Ipp32f* src, Ipp32f* dst, int numIters, IppsFIRState_32f* state)
+{
+    return runFilter(src, dst, numIters, state);
+}
+
+// A multi-rate state that writes more than it reads would overwrite input it has not
+// read yet, so in place it is refused as a state of the wrong kind.
+IppStatus ippsFIR_32f_I(Ipp32f* srcDst, int numIters, IppsFIRState_32f* state)
+{
+    if (srcDst && numIters >= 1 && state && isFirState(state) && state->upFactor > state->downFactor)
+        return ippStsContextMatchErr;
+    return runFilter(srcDst, srcDst, numIters, state);
+}

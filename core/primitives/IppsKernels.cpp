@@ -1,0 +1,261 @@
+// Highway implementations of the inner loops declared in IppsKernels.h. This file is
+// compiled once per instruction set (foreach_target); the entry points at the end pick
+// the best one for the running processor.
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "core/primitives/IppsKernels.cpp"
+#include "hwy/foreach_target.h" // IWYU pragma: keep
+
+#include "hwy/highway.h"
+
+#include "core/primitives/IppsKernels.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace vk::kernels::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// dst[i] = op(a[i], b[i], c[i]): whole vectors first, then the remainder one lane at a
+// time with the same operation. Operands an operation ignores are never really loaded.
+template <class Op>
+HWY_INLINE void elementLoop(const float* a, const float* b, const float* c, float* dst, std::size_t n,
+                            const Op& op)
+{
+    const hn::ScalableTag<float> d;
+    const std::size_t lanes = hn::Lanes(d);
+    std::size_t i = 0;
+    for (; i + lanes <= n; i += lanes)
+        hn::StoreU(op(d, hn::LoadU(d, a + i), hn::LoadU(d, b + i), hn::LoadU(d, c + i)), d, dst + i);
+    const hn::CappedTag<float, 1> d1;
+    for (; i < n; ++i)
+        hn::StoreU(op(d1, hn::LoadU(d1, a + i), hn::LoadU(d1, b + i), hn::LoadU(d1, c + i)), d1, dst + i);
+}
+
+struct AddOp {
+    template <class D, class V> HWY_INLINE V operator()(D, V x, V y, V) const { return hn::Add(x, y); }
+};
+struct MulOp {
+    template <class D, class V> HWY_INLINE V operator()(D, V x, V y, V) const { return hn::Mul(x, y); }
+};
+// Fused where the target has it: the product is not rounded on its own.
+struct AddProductOp {
+    template <class D, class V> HWY_INLINE V operator()(D, V x, V y, V acc) const { return hn::MulAdd(x, y, acc); }
+};
+struct AbsOp {
+    template <class D, class V> HWY_INLINE V operator()(D, V x, V, V) const { return hn::Abs(x); }
+};
+struct AddCOp {
+    float val;
+    template <class D, class V> HWY_INLINE V operator()(D d, V x, V, V) const { return hn::Add(x, hn::Set(d, val)); }
+};
+struct MulCOp {
+    float val;
+    template <class D, class V> HWY_INLINE V operator()(D d, V x, V, V) const { return hn::Mul(x, hn::Set(d, val)); }
+};
+struct SubCRevOp {
+    float val;
+    template <class D, class V> HWY_INLINE V operator()(D d, V x, V, V) const { return hn::Sub(hn::Set(d, val), x); }
+};
+struct AddProductCOp {
+    float val;
+    template <class D, class V> HWY_INLINE V operator()(D d, V x, V, V acc) const
+    {
+        return hn::MulAdd(x, hn::Set(d, val), acc);
+    }
+};
+
+void AddKernel(const float* a, const float* b, float* dst, std::size_t n) { elementLoop(a, b, a, dst, n, AddOp{}); }
+void MulKernel(const float* a, const float* b, float* dst, std::size_t n) { elementLoop(a, b, a, dst, n, MulOp{}); }
+void AddProductKernel(const float* a, const float* b, float* srcDst, std::size_t n)
+{
+    elementLoop(a, b, srcDst, srcDst, n, AddProductOp{});
+}
+void AbsKernel(const float* src, float* dst, std::size_t n) { elementLoop(src, src, src, dst, n, AbsOp{}); }
+void AddCKernel(float val, float* srcDst, std::size_t n) { elementLoop(srcDst, srcDst, srcDst, srcDst, n, AddCOp{val}); }
+void MulCKernel(const float* src, float val, float* dst, std::size_t n) { elementLoop(src, src, src, dst, n, MulCOp{val}); }
+void SubCRevKernel(const float* src, float val, float* dst, std::size_t n)
+{
+    elementLoop(src, src, src, dst, n, SubCRevOp{val});
+}
+void AddProductCKernel(const float* src, float val, float* srcDst, std::size_t n)
+{
+    elementLoop(src, src, srcDst, srcDst, n, AddProductCOp{val});
+}
+
+// Element-wise conversion: whole vectors, then single lanes with the same code.
+template <class DFrom, class DTo, class Op>
+HWY_INLINE void convertLoop(const hn::TFromD<DFrom>* src, hn::TFromD<DTo>* dst, std::size_t n, const Op& op)
+{
+    const DFrom dFrom;
+    const DTo dTo;
+    const std::size_t lanes = hn::Lanes(dFrom);
+    std::size_t i = 0;
+    for (; i + lanes <= n; i += lanes)
+        hn::StoreU(op(dTo, hn::LoadU(dFrom, src + i)), dTo, dst + i);
+    const hn::CappedTag<hn::TFromD<DFrom>, 1> dFrom1;
+    const hn::Rebind<hn::TFromD<DTo>, decltype(dFrom1)> dTo1;
+    for (; i < n; ++i)
+        hn::StoreU(op(dTo1, hn::LoadU(dFrom1, src + i)), dTo1, dst + i);
+}
+
+struct IntToFloatOp {
+    template <class D, class V> HWY_INLINE auto operator()(D d, V x) const { return hn::ConvertTo(d, x); }
+};
+
+// Scale, round, then saturate: rounding is monotonic and the limits are integers, so
+// this equals saturating first. A float at or above 2^31 cannot be converted, which is
+// why the upper limit is applied as a mask rather than a clamp.
+struct FloatToIntOp {
+    float factor;
+    float lo;
+    float hi;
+    std::int32_t hiInt;
+    bool nearest;
+    template <class DI, class V> HWY_INLINE auto operator()(DI di, V x) const
+    {
+        const hn::Rebind<float, DI> df;
+        V scaled = hn::IfThenZeroElse(hn::IsNaN(x), hn::Mul(x, hn::Set(df, factor)));
+        V rounded = nearest ? hn::Round(scaled) : hn::Trunc(scaled);
+        const auto tooHigh = rounded >= hn::Set(df, hi);
+        rounded = hn::IfThenZeroElse(tooHigh, hn::Max(rounded, hn::Set(df, lo)));
+        return hn::IfThenElse(hn::RebindMask(di, tooHigh), hn::Set(di, hiInt), hn::ConvertTo(di, rounded));
+    }
+};
+
+struct PromoteOp {
+    template <class D, class V> HWY_INLINE auto operator()(D d, V x) const { return hn::PromoteTo(d, x); }
+};
+
+void Int32ToFloatKernel(const std::int32_t* src, float* dst, std::size_t n)
+{
+    using DI = hn::ScalableTag<std::int32_t>;
+    convertLoop<DI, hn::Rebind<float, DI>>(src, dst, n, IntToFloatOp{});
+}
+
+void FloatToInt32Kernel(const float* src, std::int32_t* dst, std::size_t n, float factor, std::int32_t lo,
+                        std::int32_t hi, bool nearest)
+{
+    using DF = hn::ScalableTag<float>;
+    const FloatToIntOp op{factor, static_cast<float>(lo), static_cast<float>(hi), hi, nearest};
+    convertLoop<DF, hn::Rebind<std::int32_t, DF>>(src, dst, n, op);
+}
+
+void FloatToDoubleKernel(const float* src, double* dst, std::size_t n)
+{
+    using DD = hn::ScalableTag<double>;
+    convertLoop<hn::Rebind<float, DD>, DD>(src, dst, n, PromoteOp{});
+}
+
+// FIR correlation, lanes over output samples, in double. A block of kOut vectors of
+// outputs is kept in registers. Taps are taken in groups of kGroup, spaced one vector
+// apart: a loaded input vector then serves up to kGroup accumulators, which keeps the
+// loads per multiply-add well below one.
+constexpr std::size_t kOut = 8;
+constexpr std::size_t kGroup = 4;
+
+template <class D>
+HWY_INLINE void firBlock(D d, const double* w, const double* coefs, std::size_t tapsLen, float* out)
+{
+    using V = hn::Vec<D>;
+    const std::size_t lanes = hn::Lanes(d);
+    V acc[kOut];
+#pragma GCC unroll 16
+    for (std::size_t j = 0; j < kOut; ++j)
+        acc[j] = hn::Zero(d);
+
+    std::size_t k = 0;
+    for (; k + kGroup * lanes <= tapsLen; k += kGroup * lanes) {
+        for (std::size_t r = 0; r < lanes; ++r) {
+            const double* x = w + k + r;
+            const double* c = coefs + k + r;
+            V taps[kGroup];
+#pragma GCC unroll 16
+            for (std::size_t p = 0; p < kGroup; ++p)
+                taps[p] = hn::Set(d, c[p * lanes]);
+#pragma GCC unroll 16
+            for (std::size_t m = 0; m < kOut + kGroup - 1; ++m) {
+                const V v = hn::LoadU(d, x + m * lanes);
+#pragma GCC unroll 16
+                for (std::size_t p = 0; p < kGroup; ++p) {
+                    if (m >= p && m - p < kOut)
+                        acc[m - p] = hn::MulAdd(taps[p], v, acc[m - p]);
+                }
+            }
+        }
+    }
+    for (; k < tapsLen; ++k) {
+        const V tap = hn::Set(d, coefs[k]);
+#pragma GCC unroll 16
+        for (std::size_t j = 0; j < kOut; ++j)
+            acc[j] = hn::MulAdd(tap, hn::LoadU(d, w + k + j * lanes), acc[j]);
+    }
+
+    const hn::Rebind<float, D> df;
+#pragma GCC unroll 16
+    for (std::size_t j = 0; j < kOut; ++j)
+        hn::StoreU(hn::DemoteTo(df, acc[j]), df, out + j * lanes);
+}
+
+void FirCorrelateKernel(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
+{
+    const hn::CappedTag<double, 8> d;
+    const std::size_t block = kOut * hn::Lanes(d);
+    for (std::size_t s = 0; s < n; s += block)
+        firBlock(d, w + s, coefs, tapsLen, out + s);
+}
+
+} // namespace vk::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace vk::kernels {
+
+HWY_EXPORT(AddKernel);
+HWY_EXPORT(MulKernel);
+HWY_EXPORT(AddProductKernel);
+HWY_EXPORT(AbsKernel);
+HWY_EXPORT(AddCKernel);
+HWY_EXPORT(MulCKernel);
+HWY_EXPORT(SubCRevKernel);
+HWY_EXPORT(AddProductCKernel);
+HWY_EXPORT(Int32ToFloatKernel);
+HWY_EXPORT(FloatToInt32Kernel);
+HWY_EXPORT(FloatToDoubleKernel);
+HWY_EXPORT(FirCorrelateKernel);
+
+void add(const float* a, const float* b, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(AddKernel)(a, b, dst, n); }
+void mul(const float* a, const float* b, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(MulKernel)(a, b, dst, n); }
+void addProduct(const float* a, const float* b, float* srcDst, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(AddProductKernel)(a, b, srcDst, n);
+}
+void abs(const float* src, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(AbsKernel)(src, dst, n); }
+void addC(float val, float* srcDst, std::size_t n) { HWY_DYNAMIC_DISPATCH(AddCKernel)(val, srcDst, n); }
+void mulC(const float* src, float val, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(MulCKernel)(src, val, dst, n); }
+void subCRev(const float* src, float val, float* dst, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(SubCRevKernel)(src, val, dst, n);
+}
+void addProductC(const float* src, float val, float* srcDst, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(AddProductCKernel)(src, val, srcDst, n);
+}
+void int32ToFloat(const std::int32_t* src, float* dst, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(Int32ToFloatKernel)(src, dst, n);
+}
+void floatToInt32(const float* src, std::int32_t* dst, std::size_t n, float factor, std::int32_t lo, std::int32_t hi,
+                  bool nearest)
+{
+    HWY_DYNAMIC_DISPATCH(FloatToInt32Kernel)(src, dst, n, factor, lo, hi, nearest);
+}
+void floatToDouble(const float* src, double* dst, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(FloatToDoubleKernel)(src, dst, n);
+}
+void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(FirCorrelateKernel)(w, coefs, tapsLen, out, roundUpFirOutputs(n));
+}
+
+} // namespace vk::kernels
+#endif

@@ -1,0 +1,44 @@
+#pragma once
+// Vectorised inner loops behind the ipps operations. Each picks the widest instruction
+// set of the running processor on its first call (SSE4, AVX2, AVX-512 on x86-64; NEON on
+// arm64). Arguments are already checked: pointers valid, n >= 1.
+// Audio thread: no allocation, no lock, no I/O.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vk::kernels {
+
+// Element-wise float arithmetic; dst may be one of the sources (same index only).
+void add(const float* a, const float* b, float* dst, std::size_t n);
+void addC(float val, float* srcDst, std::size_t n);
+void addProduct(const float* a, const float* b, float* srcDst, std::size_t n);
+void addProductC(const float* src, float val, float* srcDst, std::size_t n);
+void mul(const float* a, const float* b, float* dst, std::size_t n);
+void mulC(const float* src, float val, float* dst, std::size_t n);
+void subCRev(const float* src, float val, float* dst, std::size_t n);
+void abs(const float* src, float* dst, std::size_t n);
+
+// dst = src as float, rounded once.
+void int32ToFloat(const std::int32_t* src, float* dst, std::size_t n);
+
+// dst = src * factor, saturated to [lo, hi], then rounded to nearest (ties to even) or
+// towards zero. NaN gives 0.
+void floatToInt32(const float* src, std::int32_t* dst, std::size_t n, float factor, std::int32_t lo,
+                  std::int32_t hi, bool nearest);
+
+// Widening and narrowing between float and double.
+void floatToDouble(const float* src, double* dst, std::size_t n);
+
+// FIR as a correlation in double precision:
+//   out[s] = sum over k < tapsLen of coefs[k] * w[s + k]   for s < roundUpFirOutputs(n),
+// rounded to float. w must hold tapsLen - 1 + roundUpFirOutputs(n) finite-or-not doubles
+// (outputs past n are computed on whatever lies there and must be ignored).
+constexpr std::size_t kFirOutputGranule = 128;
+constexpr std::size_t roundUpFirOutputs(std::size_t n)
+{
+    return (n + kFirOutputGranule - 1) / kFirOutputGranule * kFirOutputGranule;
+}
+void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n);
+
+} // namespace vk::kernels
