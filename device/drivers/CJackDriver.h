@@ -1,0 +1,80 @@
+#pragma once
+// The JACK driver object: a JACK client with one port per opened channel.
+//
+// Who owns the clock: the JACK server. Its process thread calls us once per period; each
+// period is one half of the double buffer, converted between JACK's floats and 32-bit
+// integer samples (ASIOSTInt32LSB) around the layer's buffer callback, so that the layer's
+// own conversion runs as with any integer driver. JACK's other callbacks only set atomics;
+// the process thread and start() report them to the layer as a reset request.
+// Process thread: no allocation, no lock, no I/O.
+
+#include "device/IASIO.h"
+
+#include <jack/jack.h>
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+class CJackDriver final : public IASIO {
+public:
+    static constexpr const char* kName = "JACK Audio Connection Kit";
+    static constexpr int kChannels = 32; // inputs and outputs each
+
+    CJackDriver() = default;
+    ~CJackDriver() override;
+
+    ASIOBool init(void* sysHandle) override;
+    void getDriverName(char* name) override;
+    std::int32_t getDriverVersion() override;
+    void getErrorMessage(char* string) override;
+    ASIOError start() override;
+    ASIOError stop() override;
+    ASIOError getChannels(std::int32_t* numInputs, std::int32_t* numOutputs) override;
+    ASIOError getBufferSize(std::int32_t* minSize, std::int32_t* maxSize, std::int32_t* preferredSize,
+                            std::int32_t* granularity) override;
+    ASIOError canSampleRate(ASIOSampleRate rate) override;
+    ASIOError getSampleRate(ASIOSampleRate* rate) override;
+    ASIOError setSampleRate(ASIOSampleRate rate) override;
+    ASIOError getChannelInfo(ASIOChannelInfo* info) override;
+    ASIOError createBuffers(ASIOBufferInfo* infos, std::int32_t numChannels, std::int32_t bufferSize,
+                            const ASIOCallbacks* callbacks) override;
+    ASIOError disposeBuffers() override;
+    ASIOError outputReady() override;
+
+    // Opens a client of the default server without starting one; true when it answers.
+    static bool serverReachable();
+
+private:
+    struct Channel {
+        bool input = false;
+        std::int32_t number = 0;
+        jack_port_t* port = nullptr;
+        std::int32_t* halves[2] = {nullptr, nullptr};
+    };
+
+    static int processThunk(jack_nframes_t frames, void* self);
+    static void shutdownThunk(void* self);
+    static int xrunThunk(void* self);
+    static int bufferSizeThunk(jack_nframes_t frames, void* self);
+
+    int process(jack_nframes_t frames);
+    void reportEvents();
+    void connectPhysical();
+    bool validChannel(std::int32_t number, bool input) const;
+    void setError(const char* text);
+
+    jack_client_t* mClient = nullptr;
+    std::vector<Channel> mChannels;
+    std::vector<std::int32_t> mMemory;
+    const ASIOCallbacks* mCallbacks = nullptr;
+    std::atomic<jack_nframes_t> mBlock{0}; // written while inactive, read by JACK's threads
+    int mHalf = 0;
+    bool mActive = false;
+    char mError[124] = "";
+
+    std::atomic<bool> mShutdown{false};
+    std::atomic<bool> mBufferSizeChanged{false};
+    std::atomic<int> mXruns{0};
+    int mXrunsReported = 0; // process thread only
+};
