@@ -1,0 +1,93 @@
+#pragma once
+// Reads and writes multi-channel wave files: RIFF/WAVE, RF64 once the RIFF size no longer
+// fits 32 bits, with the optional `bext` and `levl` chunks. Knows the on-disk layout and
+// moves bytes only; sample values are the caller's business.
+//
+// A recording has a 104-byte header: RIFF, a `junk` reserve of the `ds64` chunk's length,
+// an extensible `fmt ` and the `data` head. `close` patches the sizes in, and turns the
+// reserve into `ds64` and "RIFF" into "RF64" when the file has outgrown 32 bits.
+//
+// Not thread-safe: one thread at a time, the caller locks.
+
+#include "audiofile/CWaveChunks.h"
+
+#include <QIODevice>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+
+class QFile;
+
+class CWaveFile {
+public:
+    static constexpr int recordingHeaderSize = 104;
+
+    CWaveFile();
+    ~CWaveFile();
+    CWaveFile(const CWaveFile&) = delete;
+    CWaveFile& operator=(const CWaveFile&) = delete;
+
+    int create(const QString& name, int channels, int sampleRate, int formatTag, int bytesPerSample,
+               int levlBlockSize);
+    int openExisting(const QString& name, int& channels, int& sampleRate, int& formatTag, int& bytesPerSample,
+                     int& levlBlockSize);
+    // Reads from a device that is already open for reading (a buffer in memory, say);
+    // the device is not owned and stays open after close().
+    int openDevice(QIODevice* device, int& channels, int& sampleRate, int& formatTag, int& bytesPerSample,
+                   int& levlBlockSize);
+    // Finishes a recording (patches the header; an empty take is removed from the disk),
+    // or closes a file opened for reading. Always 0.
+    int close();
+
+    qint64 writeSamples(const QByteArray& bytes);
+    // Fills `bytes` from the current position up to the end of the data chunk, zeros
+    // behind; gives the bytes read.
+    qint64 readSamples(QByteArray& bytes);
+    // Reads into raw memory; same rules.
+    qint64 readSamples(char* bytes, qint64 count);
+    bool seekFrames(std::int32_t frame);
+
+    std::int64_t numFrames() const;
+    int sampleRate() const { return int(mFmt.mSampleRate); }
+    int channels() const { return mFmt.mChannels; }
+    QString fileName() const;
+    bool isOpen() const { return mDevice != nullptr; }
+
+    void setPeakData(const QByteArray& peaks) { mLevl.setPeakData(peaks); }
+    void stampLevl() { mLevl.stamp(); }
+    void setWriteBext(bool write) { mWriteBext = write; }
+
+    // The scan of a device positioned anywhere: fills the records, gives a result code.
+    int scan(QIODevice& device);
+
+    const CFmtChunk& fmt() const { return mFmt; }
+    const CLevlChunk& levl() const { return mLevl; }
+    const CDs64Chunk& ds64() const { return mDs64; }
+    CBextChunk& bext() { return mBext; }
+    std::uint64_t dataOffset() const { return mDataOffset; }
+    std::uint64_t dataSize() const { return mDataSize; }
+
+private:
+    void reset();
+    void dispose();
+    int openFile(const QString& name, QIODevice::OpenMode mode);
+    void handOutFormat(int& channels, int& sampleRate, int& formatTag, int& bytesPerSample,
+                       int& levlBlockSize) const;
+    int scanChunk(QIODevice& device, qint64& position);
+    int scanLevl(QIODevice& device, qint64 chunkStart, std::uint32_t chunkSize);
+    void finishRecording();
+    void patchHeader(std::uint64_t headerEnd, std::uint64_t dataSize);
+    void writeAt(qint64 position, const QByteArray& bytes);
+
+    QStringList mChunkIds;
+    QFile* mFile = nullptr;
+    QIODevice* mDevice = nullptr; // mFile, or a caller's device
+    CFmtChunk mFmt;
+    CLevlChunk mLevl;
+    CBextChunk mBext;
+    CDs64Chunk mDs64;
+    std::uint64_t mDataOffset = 0;
+    std::uint64_t mDataSize = 0;
+    bool mWriteBext = false;
+};
