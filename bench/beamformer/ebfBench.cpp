@@ -52,5 +52,6 @@ void BM_EbfProcess(benchmark::State& state)
 
 } // namespace
 
-// 0: matrix and biquads (the node's mode); 1: biquads, mode filters and delay lines.
-BENCHMARK(BM_EbfProcess)->Arg(CEbf::kFilterBiquads)->Arg(CEbf::kFilterBiquadsAndFir);
+// 0: matrix and biquads (the node's mode); 1: biquads, mode filters and delay lines;
+// 2: the matrix alone.
+BENCHMARK(BM_EbfProcess)->Arg(CEbf::kFilterBiquads)->Arg(CEbf::kFilterBiquadsAndFir)->Arg(CEbf::kFilterNone);

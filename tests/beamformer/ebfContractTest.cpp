@@ -5,17 +5,17 @@
 TEST(EbfFormat, RefusesFormatsItCannotRun)
 {
     CEbf e;
-    vkAudioInterface frequency = ebfFormat(16);
+    vkAudioInterface frequency = ebfFormat(16), doubled = ebfFormat(32);
     frequency.setDomain(1);
-    vkAudioInterface doubled = ebfFormat(32);
     doubled.setSinglePrecision(false);
-    EXPECT_EQ(e.setFormat(ebfFormat(32), ebfFormat(5)), vkErrFormat);
-    EXPECT_EQ(e.setFormat(ebfFormat(32), ebfFormat(0)), vkErrFormat);
-    EXPECT_EQ(e.setFormat(ebfFormat(16, 512), ebfFormat(16, 256)), vkErrFormat);
-    EXPECT_EQ(e.setFormat(ebfFormat(16, 512, 44100.0f), ebfFormat(16, 512, 48000.0f)), vkErrFormat);
-    EXPECT_EQ(e.setFormat(ebfFormat(32), frequency), vkErrFormat);
-    EXPECT_EQ(e.setFormat(doubled, ebfFormat(16)), vkErrFormat);
-    EXPECT_EQ(e.setFormat(ebfFormat(0), ebfFormat(16)), vkErrFormat);
+    const vkAudioInterface refused[][2] = {
+        {ebfFormat(32), ebfFormat(5)},         {ebfFormat(32), ebfFormat(0)},
+        {ebfFormat(16, 512), ebfFormat(16, 256)}, {ebfFormat(16, 512, 44100.0f), ebfFormat(16, 512, 48000.0f)},
+        {ebfFormat(32), frequency},            {doubled, ebfFormat(16)},
+        {ebfFormat(0), ebfFormat(16)},
+    };
+    for (const auto& f : refused)
+        EXPECT_EQ(e.setFormat(f[0], f[1]), vkErrFormat);
     EXPECT_EQ(e.order(), -1);
     EXPECT_FALSE(e.isConfigured());
 

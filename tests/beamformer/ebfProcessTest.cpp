@@ -72,19 +72,6 @@ TEST_F(EbfTest, MatrixAndSetAMatchADoublePrecisionReferenceWhereverBlocksAreCut)
             ASSERT_NEAR(split.data[k][t], once.data[k][t], 1e-6 * (1.0 + std::abs(once.data[k][t])));
 }
 
-TEST_F(EbfTest, FewerOutputsGiveTheLeadingModesOfTheFullDecomposition)
-{
-    EbfChannels in(32, 512), full(16, 512), nine(9, 512);
-    fillNoise(in, 3);
-    ASSERT_EQ(ebf.process(in.at(0), full.at(0), 512), vkOk);
-    ebf.reset();
-    ASSERT_EQ(ebf.setFormat(ebfFormat(32), ebfFormat(9)), vkOk);
-    EXPECT_EQ(ebf.order(), 2);
-    ASSERT_EQ(ebf.process(in.at(0), nine.at(0), 512), vkOk);
-    for (int k = 0; k < 9; ++k)
-        EXPECT_EQ(nine.data[k], full.data[k]) << "mode " << k;
-}
-
 TEST_F(EbfTest, FilterModeOneDelaysEveryModeBy315Samples)
 {
     EXPECT_EQ(ebf.firDelay(), 0.0f);
@@ -97,18 +84,24 @@ TEST_F(EbfTest, FilterModeOneDelaysEveryModeBy315Samples)
     ASSERT_EQ(e.setFilterMode(CEbf::kFilterBiquadsAndFir), vkOk);
     EXPECT_EQ(e.firDelay(), 315.0f);
 
+    // Impulses of distinct heights on all capsules reach every mode, with height g[k].
     EbfChannels in(32, 1024), out(16, 1024);
-    in.data[0][0] = 1.0f; // an impulse on capsule 0 reaches every mode with weight W[k][0]
+    for (int s = 0; s < 32; ++s)
+        in.data[s][0] = std::sin(2.0f * s + 1.0f);
     ASSERT_EQ(e.process(in.at(0), out.at(0), 1024), vkOk);
     const EbfMatrix w = makeEbfMatrix();
     for (int k = 0; k < 16; ++k) {
+        double g = 0.0;
+        for (int s = 0; s < 32; ++s)
+            g += double(w[k][s]) * in.data[s][0];
+        ASSERT_GT(std::abs(g), 1e-4) << "mode " << k;
         const int n = ebfMode(k).n;
         const int length = kEbfModeFilterLengths[n];
         const int start = 315 - (length - 1) / 2;
         for (int t = 0; t < 1024; ++t) {
             const bool inside = t >= start && t < start + length;
-            const double want = inside ? double(w[k][0]) * kEbfModeFilters[n][t - start] : 0.0;
-            ASSERT_NEAR(out.data[k][t], want, 1e-9) << "mode " << k << " sample " << t;
+            const double want = inside ? g * kEbfModeFilters[n][t - start] : 0.0;
+            ASSERT_NEAR(out.data[k][t], want, 1e-7) << "mode " << k << " sample " << t;
         }
         for (int j = 1; j <= (length - 1) / 2; ++j) // linear phase about sample 315
             ASSERT_EQ(out.data[k][315 + j], out.data[k][315 - j]) << "mode " << k;
