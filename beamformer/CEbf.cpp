@@ -201,7 +201,6 @@ int CEbf::setModeIir(const double* const sections[kOrders], const int numSection
         const int n = orderOfMode(k);
         const IppStatus status = ippsIIRInitAlloc64f_BiQuad_32f(&fresh[k], sections[n], numSections[n], nullptr);
         if (status < 0) {
-            fresh[k] = nullptr;
             freeIir(fresh);
             return resultOfStatus(status);
         }
@@ -225,15 +224,18 @@ int CEbf::setModeFir(const float* const taps[kOrders])
     CDelayLine* delays[kMaxModes] = {};
     int lengths[kMaxModes] = {};
     for (int k = 0; k < kMaxModes; ++k) {
-        const int length = kEbfModeFilterLengths[orderOfMode(k)];
-        lengths[k] = kEbfModeFilterDelay - (length - 1) / 2;
-        const IppStatus status = ippsFIRInitAlloc_32f(&fresh[k], taps[orderOfMode(k)], length, nullptr);
-        if (status < 0)
-            fresh[k] = nullptr;
-        delays[k] = new (std::nothrow) CDelayLine;
-        if (status < 0 || !delays[k] || delays[k]->setDelay(lengths[k]) != 0) {
+        const int n = orderOfMode(k);
+        const IppStatus status = ippsFIRInitAlloc_32f(&fresh[k], taps[n], kEbfModeFilterLengths[n], nullptr);
+        if (status < 0) {
             freeFir(fresh, delays);
-            return status < 0 ? resultOfStatus(status) : vkErrOutOfMemory;
+            return resultOfStatus(status);
+        }
+        // Pads each order's filter delay, (length - 1) / 2, to the common one.
+        lengths[k] = kEbfModeFilterDelay - (kEbfModeFilterLengths[n] - 1) / 2;
+        delays[k] = new (std::nothrow) CDelayLine;
+        if (!delays[k] || delays[k]->setDelay(lengths[k]) != 0) {
+            freeFir(fresh, delays);
+            return vkErrOutOfMemory;
         }
     }
     freeFir(mModeFir, mModeDelay);
