@@ -92,12 +92,12 @@ def main():
         "const float kUnitTap[1] = {1.0f};",
         "",
     ]
-    for order, spec in DESIGNS.items():
-        h = design(**spec)
+    for order, params in DESIGNS.items():
+        h = design(**params)
         parts.append(format_taps(f"kOrder{order}Taps", h))
         parts.append("")
-        report = ", ".join(f"{f:g} Hz {magnitude(h, [f])[0]:.4f}" for f, _ in spec["points"])
-        flat = np.arange(spec["flat_from"], SAMPLE_RATE / 2, 1.0)
+        report = ", ".join(f"{f:g} Hz {magnitude(h, [f])[0]:.4f}" for f, _ in params["points"])
+        flat = np.arange(params["flat_from"], SAMPLE_RATE / 2, 1.0)
         print(f"order {order}: {report}; flat band max |H-1| {np.max(np.abs(magnitude(h, flat) - 1)):.5f}")
     parts += [
         "} // namespace",
