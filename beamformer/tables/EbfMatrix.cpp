@@ -11,7 +11,10 @@ EbfMode ebfMode(int k)
     return {n, k - n * n - n};
 }
 
-double ebfLegendre(int n, int m, double x)
+namespace {
+
+// Associated Legendre function P(n, m)(x) with the Condon-Shortley phase, 0 <= m <= n.
+double legendre(int n, int m, double x)
 {
     // P(m, m) = (-1)^m (2m - 1)!! (1 - x^2)^(m/2), then upwards in n.
     const double s = std::sqrt(std::max(0.0, 1.0 - x * x));
@@ -30,8 +33,6 @@ double ebfLegendre(int n, int m, double x)
     return cur;
 }
 
-namespace {
-
 double factorial(int n)
 {
     double f = 1.0;
@@ -49,9 +50,9 @@ double ebfHarmonic(int k, double thetaDegrees, double phiDegrees)
     const int am = std::abs(mode.m);
     const double norm =
         std::sqrt((2.0 * mode.n + 1.0) / (4.0 * std::numbers::pi) * factorial(mode.n - am) / factorial(mode.n + am));
-    const double legendre = ebfLegendre(mode.n, am, std::cos(thetaDegrees * kRadians));
+    const double p = legendre(mode.n, am, std::cos(thetaDegrees * kRadians));
     const double phi = am * phiDegrees * kRadians;
-    return norm * legendre * (mode.m >= 0 ? std::cos(phi) : std::sin(phi));
+    return norm * p * (mode.m >= 0 ? std::cos(phi) : std::sin(phi));
 }
 
 EbfMatrix makeEbfMatrix()

@@ -19,11 +19,9 @@ struct EbfMode {
 };
 EbfMode ebfMode(int k);
 
-// Associated Legendre function P(n, m)(x), with the Condon-Shortley phase, 0 <= m <= n.
-double ebfLegendre(int n, int m, double x);
-
 // Real harmonic v of mode k at a direction in degrees: Y(n, 0) for m = 0, the real part
-// of Y(n, m) for m > 0, the imaginary part of Y(n, |m|) for m < 0.
+// of Y(n, m) for m > 0, the imaginary part of Y(n, |m|) for m < 0; the associated
+// Legendre functions carry the Condon-Shortley phase.
 double ebfHarmonic(int k, double thetaDegrees, double phiDegrees);
 
 // W, computed in double precision from the capsule table and rounded to float once.

@@ -1,3 +1,4 @@
+#include "beamformer/tables/CapsuleGeometry.h"
 #include "beamformer/tables/EbfBiquads.h"
 #include "beamformer/tables/EbfMatrix.h"
 #include "beamformer/tables/EbfModeFilters.h"
@@ -38,6 +39,20 @@ double firMagnitude(int order, double hz)
 
 } // namespace
 
+TEST(CapsuleGeometry, EveryCapsuleHasAPartnerOppositeIt)
+{
+    // The capsules sit on a centrally symmetric solid; a mistyped angle breaks a pair.
+    for (int s = 0; s < kCapsuleCount; ++s) {
+        const UnitVector a = capsuleUnitVector(s);
+        double opposite = -1.0;
+        for (int t = 0; t < kCapsuleCount; ++t) {
+            const UnitVector b = capsuleUnitVector(t);
+            opposite = std::max(opposite, -(a.x * b.x + a.y * b.y + a.z * b.z));
+        }
+        EXPECT_GT(opposite, std::cos(0.1 * std::numbers::pi / 180.0)) << "capsule " << s;
+    }
+}
+
 TEST(EbfMatrix, HarmonicsAreOrthogonalWithTheRealPartNormalisation)
 {
     // Gauss-Legendre in cos(theta) times an even azimuth grid integrates these exactly.
@@ -58,6 +73,15 @@ TEST(EbfMatrix, HarmonicsAreOrthogonalWithTheRealPartNormalisation)
     for (int k = 0; k < 16; ++k)
         for (int l = 0; l < 16; ++l)
             EXPECT_NEAR(gram[k][l], k != l ? 0.0 : ebfMode(k).m == 0 ? 1.0 : 0.5, 1e-12) << k << "," << l;
+}
+
+TEST(EbfMatrix, NegativeDegreesTakeTheImaginaryPartWithTheCondonShortleyPhase)
+{
+    const double theta = 63.0, phi = 217.0, r = std::numbers::pi / 180.0;
+    const double st = std::sin(theta * r);
+    EXPECT_NEAR(ebfHarmonic(1, theta, phi), -std::sqrt(3.0 / (8.0 * std::numbers::pi)) * st * std::sin(phi * r), 1e-14);
+    EXPECT_NEAR(ebfHarmonic(9, theta, phi),
+                -std::sqrt(35.0 / (64.0 * std::numbers::pi)) * st * st * st * std::sin(3.0 * phi * r), 1e-14);
 }
 
 TEST(EbfMatrix, AgreesWithTheSampleEntries)
