@@ -44,21 +44,21 @@ inline void fillNoise(EbfChannels& c, unsigned seed)
 }
 
 // Runs the capsule signals through the matrix and a biquad cascade per order, all in
-// double precision and sample by sample: the reference for filter modes 0 and 2.
-inline std::vector<std::vector<double>> referenceModes(const EbfChannels& in, const EbfBiquadSet* set)
+// double precision and sample by sample.
+inline std::vector<std::vector<double>> referenceModes(const EbfChannels& in, const EbfBiquadSet& set)
 {
     const EbfMatrix w = makeEbfMatrix();
     const std::size_t frames = in.data[0].size();
     std::vector<std::vector<double>> out(kEbfModeCount, std::vector<double>(frames));
     for (int k = 0; k < kEbfModeCount; ++k) {
         const int n = ebfMode(k).n;
-        std::vector<double> d(set ? 2 * set->numSections[n] : 0, 0.0);
+        std::vector<double> d(2 * set.numSections[n], 0.0);
         for (std::size_t t = 0; t < frames; ++t) {
             double x = 0.0;
             for (int s = 0; s < kCapsuleCount; ++s)
                 x += double(w[k][s]) * in.data[s][t];
-            for (int i = 0; set && i < set->numSections[n]; ++i) {
-                const double* c = set->sections[n] + 6 * i;
+            for (int i = 0; i < set.numSections[n]; ++i) {
+                const double* c = set.sections[n] + 6 * i;
                 const double y = c[0] * x + d[2 * i];
                 d[2 * i] = c[1] * x + d[2 * i + 1] - c[4] * y;
                 d[2 * i + 1] = c[2] * x - c[5] * y;
