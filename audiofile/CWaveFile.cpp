@@ -83,7 +83,8 @@ int CWaveFile::create(const QString& name, int channels, int sampleRate, int for
         mLevl.mPointsPerValue = 2;
         mLevl.mPeakChannels = 1;
     }
-    const int result = openFile(name, QIODevice::WriteOnly | QIODevice::Truncate);
+    // Unbuffered, so that what was written is on the disk even if the program dies.
+    const int result = openFile(name, QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
     if (result != waveOk)
         return result;
     QByteArray header("RIFF    WAVE");
@@ -106,6 +107,7 @@ int CWaveFile::openExisting(const QString& name, int& channels, int& sampleRate,
         return result;
     }
     handOutFormat(channels, sampleRate, formatTag, bytesPerSample, levlBlockSize);
+    seekFrames(0);
     return waveOk;
 }
 
@@ -126,6 +128,7 @@ int CWaveFile::openDevice(QIODevice* device, int& channels, int& sampleRate, int
         return result;
     }
     handOutFormat(channels, sampleRate, formatTag, bytesPerSample, levlBlockSize);
+    seekFrames(0);
     return waveOk;
 }
 
