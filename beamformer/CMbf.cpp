@@ -1,0 +1,292 @@
+#include "beamformer/CMbf.h"
+
+#include "beamformer/tables/MbfSteeringTables.h"
+#include "core/primitives/ipps.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+namespace {
+// Block buffers start on 32-byte boundaries.
+int paddedLength(int frames)
+{
+    return (frames + 7) & ~7;
+}
+
+bool hasNonZeroTap(const float* taps, int length)
+{
+    return std::any_of(taps, taps + length, [](float t) { return t != 0.0f; });
+}
+
+// Order of a mode input of `channels` channels, or -1 for a count that is no square.
+int orderOfModes(int channels)
+{
+    for (int n = 0; n < CMbf::kOrders; ++n)
+        if ((n + 1) * (n + 1) == channels)
+            return n;
+    return -1;
+}
+} // namespace
+
+CMbf::CMbf()
+    : mPolar(&kMbfElevation[0][0], kMbfElevationColumns, false)
+    , mAzimuth(&kMbfAzimuth[0][0], kMbfAzimuthColumns, true)
+{
+}
+
+CMbf::~CMbf() = default;
+
+int CMbf::setFormat(const vkAudioInterface& in, const vkAudioInterface& out)
+{
+    if (mStarted)
+        return vkErrStarted;
+    const int order = orderOfModes(in.channels());
+    if (!in.isTimeDomain() || !out.isTimeDomain() || !in.isSinglePrecision() || !out.isSinglePrecision()
+        || out.channels() != 1 || in.sampleRate() != out.sampleRate() || !(in.sampleRate() > 0.0f)
+        || in.frameLength() != out.frameLength() || in.frameLength() < 1 || order < 0)
+        return vkErrFormat;
+    releaseStorage();
+    mMaxOrder = order;
+    vkAudioClass::setFormat(in, out);
+    const int blockLength = in.frameLength();
+    if (allocateStorage(blockLength) != vkOk
+        || mBanks.buildFade(in.sampleRate(), kFadeTimeConstantMs) != vkOk) {
+        releaseStorage();
+        return vkErrOutOfMemory;
+    }
+    mBlockLength = blockLength;
+    return setFilterDelay(mFilterDelay);
+}
+
+void CMbf::releaseStorage()
+{
+    mBlockLength = 0;
+    mFirReady = false;
+    mBanks.clear();
+    mPolar.release();
+    mAzimuth.release();
+    mStorage.reset();
+    for (Bank& bank : mBank)
+        for (int n = 0; n < kOrders; ++n) {
+            bank.order[n].release();
+            bank.active[n] = false;
+        }
+}
+
+int CMbf::allocateStorage(int blockLength)
+{
+    const int stride = paddedLength(blockLength);
+    const int buffers = kModes + kAzimuthRows + kOrders + 2 + 1;
+    mStorage.reset(ippsMalloc_32f(stride * buffers));
+    const int modes = (mMaxOrder + 1) * (mMaxOrder + 1);
+    if (!mStorage || mPolar.configure(modes, blockLength) != vkOk
+        || mAzimuth.configure(2 * mMaxOrder, blockLength) != vkOk)
+        return vkErrOutOfMemory;
+    ippsZero_32f(mStorage.get(), stride * buffers);
+    float* next = mStorage.get();
+    const auto take = [&next, stride]() {
+        float* buffer = next;
+        next += stride;
+        return buffer;
+    };
+    for (float*& b : mModeGain)
+        b = take();
+    for (float*& b : mAzimuthGain)
+        b = take();
+    for (float*& b : mOrderSignals)
+        b = take();
+    for (float*& b : mBankOutput)
+        b = take();
+    mOrderScratch = take();
+    return vkOk;
+}
+
+int CMbf::setFilterDelay(float delay)
+{
+    if (mStarted)
+        return vkErrStarted;
+    if (!(delay >= 0.0f))
+        return kErrNegativeDelay;
+    if (delay >= static_cast<float>(INT_MAX / 2))
+        return vkErrOutOfMemory;
+    mFilterDelay = delay;
+    mBanks.clear();
+    mFirReady = false;
+    // Only a mode input of order 3 carries filter sets.
+    if (mMaxOrder + 1 < kOrders || mBlockLength <= 0)
+        return vkOk;
+    const int whole = static_cast<int>(delay);
+    int stateSize = 0;
+    ippsFIRGetStateSize_32f(2 * whole + 1, &stateSize);
+    for (Bank& bank : mBank)
+        for (int n = 0; n < kOrders; ++n) {
+            bank.active[n] = false;
+            if (bank.order[n].reserve(stateSize, whole) != vkOk)
+                return vkErrOutOfMemory;
+        }
+    mFirReady = true;
+    return vkOk;
+}
+
+int CMbf::setOrderFilters(const int lengths[kOrders], const float* const taps[kOrders])
+{
+    if (mMaxOrder + 1 < kOrders)
+        return kErrOrderTooLow;
+    const int longest = 2 * static_cast<int>(mFilterDelay) + 1;
+    for (int n = 0; n < kOrders; ++n) {
+        if (lengths[n] < 0 || (lengths[n] > 0 && !taps[n]))
+            return vkErrRange;
+        if (lengths[n] > longest)
+            return kErrFilterTooLong;
+    }
+    if (!mFirReady)
+        return vkErrOutOfMemory;
+    const int bank = mBanks.claim();
+    const int warmUp = loadBank(mBank[bank], lengths, taps);
+    if (warmUp < 0) {
+        mBanks.release(bank);
+        return vkErrOutOfMemory;
+    }
+    mBanks.publish(bank, warmUp);
+    return vkOk;
+}
+
+// Builds the bank's filters with zero histories and their delay lines; gives the longest
+// filter, or -1 when a delay line could not be set.
+int CMbf::loadBank(Bank& bank, const int lengths[kOrders], const float* const taps[kOrders])
+{
+    const int whole = static_cast<int>(mFilterDelay);
+    int longest = 0;
+    for (int n = 0; n < kOrders; ++n) {
+        const int length = lengths[n];
+        if (bank.order[n].load(taps[n], length, whole) != vkOk)
+            return -1;
+        bank.active[n] = length > 0 && hasNonZeroTap(taps[n], length);
+        longest = std::max(longest, length);
+    }
+    return longest;
+}
+
+void CMbf::setTheta(float degrees)
+{
+    mThetaDegrees = degrees;
+    // NaN and anything below 0 stand at 0.
+    const int target = degrees >= 180.0f ? 180 : degrees > 0.0f ? static_cast<int>(degrees) : 0;
+    mThetaTarget.store(target, std::memory_order_relaxed);
+}
+
+void CMbf::setPhi(float degrees)
+{
+    mPhiDegrees = degrees;
+    double whole = std::isfinite(degrees) ? std::fmod(std::trunc(static_cast<double>(degrees)), 360.0) : 0.0;
+    if (whole < 0.0)
+        whole += 360.0;
+    mPhiTarget.store(static_cast<int>(whole), std::memory_order_relaxed);
+}
+
+int CMbf::process(float** in, float** out, int frames)
+{
+    if (mBlockLength <= 0)
+        return vkErrNotConfigured;
+    if (frames < 0 || frames > mBlockLength)
+        return vkErrFormat;
+    if (frames == 0)
+        return vkOk;
+    mPolar.run(mThetaTarget, mModeGain, frames);
+    mAzimuth.run(mPhiTarget, mAzimuthGain, frames);
+    mBanks.beginBlock();
+    const int current = mBanks.current();
+    if (current < 0) {
+        ippsZero_32f(out[0], frames);
+        return vkOk;
+    }
+    steer(in, ordersInUse(), frames);
+    runBank(mBank[current], mBankOutput[0], frames);
+    if (mBanks.next() >= 0)
+        runBank(mBank[mBanks.next()], mBankOutput[1], frames);
+    const vkxShadowFilterBanks::Span span = mBanks.advance(frames);
+    mBanks.mix(span, mBankOutput[0], mBankOutput[1], out[0], frames);
+    mBanks.endBlock(span);
+    return vkOk;
+}
+
+// Orders that a running set filters, one bit each.
+unsigned CMbf::ordersInUse() const
+{
+    unsigned orders = 0;
+    for (const int b : {mBanks.current(), mBanks.next()}) {
+        if (b < 0)
+            continue;
+        for (int n = 0; n < kOrders; ++n)
+            if (mBank[b].active[n])
+                orders |= 1u << n;
+    }
+    return orders;
+}
+
+// Sums the modes of each order weighted by their steering gains: elevation times
+// 2 cos(m phi) for m > 0 and 2 sin(|m| phi) for m < 0.
+void CMbf::steer(float** in, unsigned orders, int frames)
+{
+    for (int n = 0; n <= mMaxOrder; ++n) {
+        if (!(orders & (1u << n)))
+            continue;
+        float* sum = mOrderSignals[n];
+        const int centre = n * n + n;
+        ippsMul_32f(in[centre], mModeGain[centre], sum, frames);
+        for (int m = 1; m <= n; ++m) {
+            ippsMul_32f_I(mAzimuthGain[2 * m - 1], mModeGain[centre + m], frames);
+            ippsAddProduct_32f(in[centre + m], mModeGain[centre + m], sum, frames);
+            ippsMul_32f_I(mAzimuthGain[2 * (m - 1)], mModeGain[centre - m], frames);
+            ippsAddProduct_32f(in[centre - m], mModeGain[centre - m], sum, frames);
+        }
+    }
+}
+
+void CMbf::runBank(Bank& bank, float* out, int frames)
+{
+    bool first = true;
+    for (int n = 0; n < kOrders; ++n) {
+        if (!bank.active[n])
+            continue;
+        if (first) {
+            bank.order[n].run(mOrderSignals[n], mOrderScratch, out, frames);
+            first = false;
+        } else {
+            bank.order[n].run(mOrderSignals[n], mOrderScratch, mOrderScratch, frames);
+            ippsAdd_32f_I(mOrderScratch, out, frames);
+        }
+    }
+    if (first)
+        ippsZero_32f(out, frames);
+}
+
+void CMbf::reset()
+{
+    const int current = mBanks.current();
+    if (current < 0)
+        return;
+    for (vkxPaddedFir& order : mBank[current].order)
+        order.clearHistory();
+}
+
+int CMbf::stop()
+{
+    mStarted = false;
+    reset();
+    return vkOk;
+}
+
+int CMbf::start()
+{
+    const int before = mBanks.current();
+    mBanks.settle();
+    // A set that ran unheard before the stop starts from silence like the one it replaces.
+    if (mBanks.current() != before)
+        reset();
+    mPolar.settle(mThetaTarget.load(std::memory_order_relaxed));
+    mAzimuth.settle(mPhiTarget.load(std::memory_order_relaxed));
+    mStarted = true;
+    return vkOk;
+}

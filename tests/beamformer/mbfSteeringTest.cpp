@@ -1,0 +1,202 @@
+// The steering tables and the beam the modal beamformer forms from them, against
+// spherical harmonics and convolutions computed here in double precision.
+
+#include "beamformer/CMbf.h"
+#include "beamformer/tables/MbfSteeringTables.h"
+#include "tests/support/AllocationCounter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace {
+constexpr double kDegree = std::numbers::pi / 180.0;
+
+double factorial(int n)
+{
+    return std::tgamma(n + 1.0);
+}
+
+// sqrt((n-a)!/(n+a)!) P(n,a)(cos theta) with the Condon-Shortley phase, from the C++
+// library's associated Legendre function (which has no such phase).
+double elevation(int n, int a, double theta)
+{
+    const double sign = (a % 2) ? -1.0 : 1.0;
+    return sign * std::sqrt(factorial(n - a) / factorial(n + a)) * std::assoc_legendre(n, a, std::cos(theta * kDegree));
+}
+
+// Steering gain of mode (n, m) towards (theta, phi).
+double steeringGain(int n, int m, double theta, double phi)
+{
+    const int a = std::abs(m);
+    if (m == 0)
+        return elevation(n, 0, theta);
+    return elevation(n, a, theta) * 2.0 * (m > 0 ? std::cos(m * phi * kDegree) : std::sin(a * phi * kDegree));
+}
+
+vkAudioInterface format(int channels, int block)
+{
+    return vkAudioInterface::timeDomain(channels, 44100.0f, block);
+}
+} // namespace
+
+TEST(MbfTables, ElevationAndAzimuthRowsFollowTheHarmonics)
+{
+    for (int n = 0; n < 4; ++n)
+        for (int m = -n; m <= n; ++m)
+            for (int theta = 0; theta <= 180; ++theta)
+                ASSERT_NEAR(kMbfElevation[n * n + n + m][theta], elevation(n, std::abs(m), theta), 2e-7)
+                    << n << " " << m << " " << theta;
+    for (int k = 1; k <= 3; ++k)
+        for (int phi = 0; phi < 360; ++phi) {
+            ASSERT_NEAR(kMbfAzimuth[2 * (k - 1)][phi], 2.0 * std::sin(k * phi * kDegree), 2e-7);
+            ASSERT_NEAR(kMbfAzimuth[2 * k - 1][phi], 2.0 * std::cos(k * phi * kDegree), 2e-7);
+        }
+    // Values that identify the normalisation and the phase convention.
+    EXPECT_NEAR(kMbfElevation[15][90], -0.559017f, 1e-6f);     // (3, 3) at the equator
+    EXPECT_NEAR(kMbfElevation[3][45], -0.5f, 1e-6f);           // (1, 1): -sin(theta) / sqrt 2
+    EXPECT_NEAR(kMbfElevation[6][0], 1.0f, 1e-7f);             // (2, 0) on the axis
+    EXPECT_EQ(kMbfElevation[9][77], kMbfElevation[15][77]);     // rows +m and -m agree
+}
+
+namespace {
+// A CMbf with one filter set, driven by random mode signals.
+struct Beam {
+    Beam(int block, float delay, const std::vector<std::vector<float>>& taps)
+        : block(block)
+        , filters(taps)
+    {
+        EXPECT_EQ(mbf.setFormat(format(16, block), format(1, block)), 0);
+        EXPECT_EQ(mbf.setFilterDelay(delay), 0);
+        int lengths[4];
+        const float* rows[4];
+        for (int n = 0; n < 4; ++n) {
+            lengths[n] = static_cast<int>(filters[n].size());
+            rows[n] = filters[n].empty() ? nullptr : filters[n].data();
+        }
+        EXPECT_EQ(mbf.setOrderFilters(lengths, rows), 0);
+    }
+
+    // Processes `input` (16 channels of equal length) in blocks of `chunk` samples.
+    std::vector<float> run(const std::vector<std::vector<float>>& input, int chunk)
+    {
+        const int total = static_cast<int>(input[0].size());
+        std::vector<float> out(total);
+        std::vector<float*> in(16);
+        for (int at = 0; at < total; at += chunk) {
+            const int n = std::min(chunk, total - at);
+            for (int k = 0; k < 16; ++k)
+                in[k] = const_cast<float*>(input[k].data()) + at;
+            float* o = out.data() + at;
+            EXPECT_EQ(mbf.process(in.data(), &o, n), 0);
+        }
+        return out;
+    }
+
+    int block;
+    std::vector<std::vector<float>> filters;
+    CMbf mbf;
+};
+
+std::vector<std::vector<float>> randomModes(int samples, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    std::vector<std::vector<float>> modes(16, std::vector<float>(samples));
+    for (auto& channel : modes)
+        for (float& x : channel)
+            x = u(rng);
+    return modes;
+}
+
+// The beam in double precision: steered order sums, each convolved with its filter and
+// delayed so that every order has the same latency, trunc(delay) samples.
+std::vector<double> referenceBeam(const std::vector<std::vector<float>>& modes,
+                                  const std::vector<std::vector<float>>& filters, int delay, double theta,
+                                  double phi)
+{
+    const int samples = static_cast<int>(modes[0].size());
+    std::vector<double> out(samples, 0.0);
+    for (int n = 0; n < 4; ++n) {
+        std::vector<double> order(samples, 0.0);
+        for (int m = -n; m <= n; ++m) {
+            const double g = steeringGain(n, m, theta, phi);
+            for (int s = 0; s < samples; ++s)
+                order[s] += g * modes[n * n + n + m][s];
+        }
+        const int length = static_cast<int>(filters[n].size());
+        const int shift = delay - ((length - 1) >> 1);
+        for (int s = 0; s < samples; ++s)
+            for (int j = 0; j < length; ++j) {
+                const int t = s - shift - j;
+                if (t >= 0)
+                    out[s] += filters[n][j] * order[t];
+            }
+    }
+    return out;
+}
+} // namespace
+
+TEST(MbfSteering, AOneTapSetGivesTheSteeredSumOfTheModes)
+{
+    const std::vector<std::vector<float>> unit(4, std::vector<float>{1.0f});
+    const auto modes = randomModes(300, 7);
+    for (const auto& [theta, phi] : std::vector<std::pair<int, int>>{{90, 0}, {0, 45}, {180, 300}, {33, 359}, {121, 181}}) {
+        Beam beam(128, 0.0f, unit);
+        beam.mbf.setTheta(static_cast<float>(theta));
+        beam.mbf.setPhi(static_cast<float>(phi));
+        ASSERT_EQ(beam.mbf.start(), 0);
+        const auto out = beam.run(modes, 128);
+        const auto ref = referenceBeam(modes, unit, 0, theta, phi);
+        for (size_t s = 0; s < out.size(); ++s)
+            ASSERT_NEAR(out[s], ref[s], 2e-5) << theta << " " << phi << " " << s;
+    }
+}
+
+TEST(MbfSteering, OrderFiltersAreAlignedToTheFilterDelayWhateverTheBlockSplit)
+{
+    // Odd and even lengths, an all-zero row (skipped, with the same output) and an
+    // order with no filter; trunc(6.5) = 6 allows up to 13 taps.
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> u(-0.5f, 0.5f);
+    std::vector<std::vector<float>> filters{std::vector<float>(13), std::vector<float>(4), std::vector<float>(9, 0.0f),
+                                            {}};
+    for (float& t : filters[0])
+        t = u(rng);
+    for (float& t : filters[1])
+        t = u(rng);
+    const auto modes = randomModes(700, 3);
+    const auto ref = referenceBeam(modes, filters, 6, 70, 200);
+    for (const int chunk : {1, 37, 128}) {
+        Beam beam(128, 6.5f, filters);
+        beam.mbf.setTheta(70.0f);
+        beam.mbf.setPhi(200.0f);
+        ASSERT_EQ(beam.mbf.start(), 0);
+        const auto out = beam.run(modes, chunk);
+        for (size_t s = 0; s < out.size(); ++s)
+            ASSERT_NEAR(out[s], ref[s], 2e-5) << chunk << " " << s;
+    }
+}
+
+TEST(MbfSteering, ProcessDoesNotAllocateWhileSteering)
+{
+    const std::vector<std::vector<float>> unit(4, std::vector<float>(5, 0.2f));
+    Beam beam(256, 2.0f, unit);
+    ASSERT_EQ(beam.mbf.start(), 0);
+    const auto modes = randomModes(256, 5);
+    std::vector<float*> in(16);
+    for (int k = 0; k < 16; ++k)
+        in[k] = const_cast<float*>(modes[k].data());
+    std::vector<float> out(256);
+    float* o = out.data();
+    AllocationCounter counter;
+    for (int b = 0; b < 200; ++b) {
+        beam.mbf.setTheta(static_cast<float>(b % 181));
+        beam.mbf.setPhi(static_cast<float>(7 * b));
+        ASSERT_EQ(beam.mbf.process(in.data(), &o, 256), 0);
+    }
+    EXPECT_EQ(counter.count(), 0u);
+}
