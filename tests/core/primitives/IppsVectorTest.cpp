@@ -2,6 +2,8 @@
 #include "tests/core/primitives/PrimitivesTestSupport.h"
 #include "tests/support/AllocationCounter.h"
 
+#include "hwy/targets.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -235,6 +237,7 @@ TEST(IppsVector, OperationsOnTheAudioPathDoNotAllocate)
 {
     std::vector<float> a = randomFloats(4096, 41), b = randomFloats(4096, 42);
     std::vector<Ipp32s> ints(4096);
+    hwy::SetSupportedTargetsForTest(0); // the instruction set is chosen anew, as at start-up
     AllocationCounter counter;
     ippsAddProductC_32f(a.data(), 0.5f, b.data(), 4096);
     ippsMul_32f_I(a.data(), b.data(), 4096);
