@@ -13,7 +13,7 @@ template <class List>
 typename List::value_type lastNamed(const List& list)
 {
     for (auto it = list.rbegin(); it != list.rend(); ++it)
-        if ((*it)->name() == CZibControl::kPortName)
+        if ((*it)->name() == kZibPortName)
             return *it;
     return {};
 }

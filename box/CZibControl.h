@@ -25,7 +25,6 @@ class CZibControl : public QThread {
     Q_OBJECT
 
 public:
-    static constexpr const char* kPortName = "TCAT Dice EVM Platform";
     static constexpr int kPollMs = 200;
     static constexpr int kMaxMissedPolls = 10;
     static constexpr int kValues = 32;

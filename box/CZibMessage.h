@@ -18,6 +18,8 @@ enum tZibCommand : std::uint32_t {
     cmdBulkClear = 0x00090001,
 };
 constexpr std::uint32_t kZibCommandGroupMask = 0xFFFF0000u; // cmdReadMemory's offset sits below
+// The name under which the box's MIDI port is found, all 22 characters.
+constexpr const char* kZibPortName = "TCAT Dice EVM Platform";
 constexpr std::uint8_t kZibTargetBox = 0x01;
 constexpr std::uint8_t kZibTargetArray = 0x0A;
 

@@ -7,6 +7,7 @@
 // bulk clear and preamp gains, written into the model. Nothing here allocates after
 // `open`. A silent box takes every message and answers none.
 
+#include "box/CZibMessage.h"
 #include "box/midi_device.h"
 #include "device/hardware/CHardwareModel.h"
 
@@ -17,18 +18,16 @@
 #include <cstdint>
 #include <string>
 
-class CZibMessage;
 class emulated_box_input_t;
 class emulated_box_output_t;
 
 class emulated_box_t : boost::noncopyable {
 public:
-    static constexpr const char* kPortName = "TCAT Dice EVM Platform";
     // Size of the memory that reads are served from; beyond it the box reads zeros.
     static constexpr int kMemorySize = 96;
 
     static boost::shared_ptr<emulated_box_t> create(boost::shared_ptr<CHardwareModel> model,
-                                                    const std::string& name = kPortName);
+                                                    const std::string& name = kZibPortName);
 
     boost::shared_ptr<midi_input_dev_t> input() const;
     boost::shared_ptr<midi_output_dev_t> output() const;
