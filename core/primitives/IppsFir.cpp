@@ -39,6 +39,7 @@ struct IppsFIRState_32f {
 namespace {
 
 constexpr std::size_t kHeaderAlign = 64;
+constexpr std::size_t kHeaderBytes = (sizeof(IppsFIRState_32f) + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
 constexpr int kChunk = 512;
 static_assert(kChunk % vk::kernels::kFirOutputGranule == 0, "the kernel rounds a chunk up to whole granules");
 
@@ -49,16 +50,13 @@ struct Geometry {
     std::size_t workBytes;
     std::size_t outputBytes;
 
-    std::size_t total() const
-    {
-        const std::size_t header = (sizeof(IppsFIRState_32f) + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
-        return kHeaderAlign - 1 + header + coefBytes + workBytes + outputBytes;
-    }
+    // Room to align the header wherever the memory starts, then the parts.
+    std::size_t total() const { return kHeaderAlign - 1 + kHeaderBytes + coefBytes + workBytes + outputBytes; }
 };
 
 // The single-rate kernel computes whole output granules; a chunk is a whole number of
-// them, so its reads stay inside the work line. The multi-rate form keeps ceil(tapsLen / upFactor) inputs,
-// which covers every tap for any phase.
+// them, so its reads stay inside the work line. The multi-rate form keeps
+// ceil(tapsLen / upFactor) inputs, which covers every tap for any phase.
 Geometry geometryFor(int tapsLen, int upFactor, int downFactor)
 {
     const auto taps = static_cast<std::size_t>(tapsLen);
@@ -66,7 +64,7 @@ Geometry geometryFor(int tapsLen, int upFactor, int downFactor)
         const std::size_t line = taps - 1 + kChunk;
         return {tapsLen - 1, kChunk, taps * sizeof(double), line * sizeof(double), kChunk * sizeof(float)};
     }
-    const int history = (tapsLen + upFactor - 1) / upFactor;
+    const auto history = static_cast<int>((std::int64_t { tapsLen } + upFactor - 1) / upFactor);
     const int chunk = std::max(1, kChunk / downFactor) * downFactor;
     const std::size_t line = static_cast<std::size_t>(history) + static_cast<std::size_t>(chunk);
     return {history, chunk, taps * sizeof(double), line * sizeof(double), 0};
@@ -90,8 +88,7 @@ IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int 
     auto base = reinterpret_cast<std::uintptr_t>(memory);
     base = (base + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
     auto* s = new (reinterpret_cast<void*>(base)) IppsFIRState_32f;
-    auto* bytes = reinterpret_cast<unsigned char*>(base) +
-                  (sizeof(IppsFIRState_32f) + kHeaderAlign - 1) / kHeaderAlign * kHeaderAlign;
+    auto* bytes = reinterpret_cast<unsigned char*>(base) + kHeaderBytes;
     s->tapsLen = tapsLen;
     s->upFactor = upFactor;
     s->upPhase = upPhase;
@@ -167,10 +164,9 @@ void runMultiRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int numIt
         vk::kernels::floatToDouble(src + static_cast<std::ptrdiff_t>(done) * s.downFactor, s.work + s.historyLen,
                                    static_cast<std::size_t>(inputs));
         Ipp32f* out = dst + static_cast<std::ptrdiff_t>(done) * s.upFactor;
-        for (int q = 0; q < iters * s.upFactor; ++q) {
-            const std::int64_t e = historyPosition + static_cast<std::int64_t>(q) * s.downFactor + s.downPhase - s.upPhase;
-            out[q] = static_cast<float>(multiRateOutput(s, e));
-        }
+        const std::int64_t outputs = std::int64_t { iters } * s.upFactor;
+        for (std::int64_t q = 0; q < outputs; ++q)
+            out[q] = static_cast<float>(multiRateOutput(s, historyPosition + q * s.downFactor + s.downPhase - s.upPhase));
         advanceHistory(s, inputs);
         done += iters;
     }

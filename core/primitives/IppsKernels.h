@@ -27,13 +27,14 @@ void int32ToFloat(const std::int32_t* src, float* dst, std::size_t n);
 void floatToInt32(const float* src, std::int32_t* dst, std::size_t n, float factor, std::int32_t lo,
                   std::int32_t hi, bool nearest);
 
-// Widening and narrowing between float and double.
+// dst = src widened to double.
 void floatToDouble(const float* src, double* dst, std::size_t n);
 
-// FIR as a correlation in double precision:
-//   out[s] = sum over k < tapsLen of coefs[k] * w[s + k]   for s < roundUpFirOutputs(n),
-// rounded to float. w must hold tapsLen - 1 + roundUpFirOutputs(n) finite-or-not doubles
-// (outputs past n are computed on whatever lies there and must be ignored).
+// FIR as a correlation in double precision, rounded once to float:
+//   out[s] = sum over k < tapsLen of coefs[k] * w[s + k]
+// The kernel computes whole granules of outputs, s < roundUpFirOutputs(n), so out must
+// have room for that many and w must hold tapsLen - 1 + roundUpFirOutputs(n) values.
+// Outputs past n read whatever lies beyond the first n inputs and are to be ignored.
 constexpr std::size_t kFirOutputGranule = 128;
 constexpr std::size_t roundUpFirOutputs(std::size_t n)
 {

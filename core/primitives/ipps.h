@@ -99,7 +99,13 @@ IppStatus ippsConvert_32f16s_Sfs(const Ipp32f* src, Ipp16s* dst, int len, IppRou
 IppStatus ippsConvert_32f24s_Sfs(const Ipp32f* src, Ipp8u* dst, int len, int scale);
 IppStatus ippsConvert_32f32s_Sfs(const Ipp32f* src, Ipp32s* dst, int len, IppRoundMode rnd, int scale);
 
-// FIR filters with history, single- and multi-rate.
+// FIR filters with history, single- and multi-rate. Sums run in double; a stream gives
+// the same result however it is cut into calls. A history given as dly holds the kept
+// input samples oldest first: tapsLen - 1 of them, or ceil(tapsLen / upFactor) for a
+// multi-rate state; null means silence. ippsFIRInit_32f builds the state inside the
+// caller's buffer of ippsFIRGetStateSize_32f bytes (any alignment) and allocates nothing.
+// A multi-rate state that writes more samples than it reads refuses to run in place
+// (ippStsContextMatchErr).
 IppStatus ippsFIRGetStateSize_32f(int tapsLen, int* size);
 IppStatus ippsFIRInit_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, const Ipp32f* dly,
                           Ipp8u* buffer);
