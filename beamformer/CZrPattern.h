@@ -9,7 +9,7 @@ public:
     CZrPattern();
 
     // Slot 0: modal, equaliser and crossover delays together.
-    float groupDelay() override;
+    float groupDelay() const override;
 
     int32_t mCrossoverTaps;        // length of both crossover filters: 37, 41 or 55
     int32_t mHfType;               // for CZrHf: 1 nearest capsule, 2 three surrounding

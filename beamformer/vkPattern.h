@@ -12,8 +12,9 @@ public:
     vkPattern& operator=(const vkPattern&) = delete;
 
     // Slot 0: the latency in samples that the pattern's own filters stand for.
-    virtual float groupDelay();
+    virtual float groupDelay() const;
 
+    // Row pointers into the tables; null for an index outside the table.
     // Row (p, n) of mModalFir: the order-n filter of parameter index p.
     const float* modalRow(int p, int n) const;
     // Row p of mModalFirLength: the taps in use of the mNumOrders order filters.

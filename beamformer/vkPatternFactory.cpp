@@ -1,0 +1,3 @@
+#include "beamformer/vkPatternFactory.h"
+
+vkPatternFactory::~vkPatternFactory() = default;
