@@ -33,6 +33,8 @@ CMbf::CMbf()
     : mPolar(&kMbfElevation[0][0], kMbfElevationColumns, false)
     , mAzimuth(&kMbfAzimuth[0][0], kMbfAzimuthColumns, true)
 {
+    mPolar.settle(mThetaTarget.load(std::memory_order_relaxed));
+    mAzimuth.settle(mPhiTarget.load(std::memory_order_relaxed));
 }
 
 CMbf::~CMbf() = default;

@@ -136,6 +136,7 @@ private:
     void free(int bank);
 
     static constexpr unsigned kAllFree = (1u << kBankCount) - 1;
+    static_assert(std::atomic<int>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free);
 
     int mCurrent = -1;
     int mNext = -1;

@@ -156,6 +156,46 @@ TEST(MbfSteering, AOneTapSetGivesTheSteeredSumOfTheModes)
     }
 }
 
+TEST(MbfSteering, APlaneWaveIsHeardWithThePatternOfThePlateaus)
+{
+    // The mode signals of a plane wave from (thetaS, phiS), and order filters of one
+    // tap a_n sqrt(4 pi / (2n + 1)): by the addition theorem the beam's response is
+    // sum a_n P_n(cos gamma), gamma the angle between beam and source. Third-order
+    // cardioid: the Legendre coefficients of ((1 + cos gamma) / 2)^3.
+    const double a[4] = {0.25, 0.45, 0.25, 0.05};
+    std::vector<std::vector<float>> plateau(4);
+    for (int n = 0; n < 4; ++n)
+        plateau[n] = {static_cast<float>(a[n] * std::sqrt(4.0 * std::numbers::pi / (2 * n + 1)))};
+    std::mt19937 rng(9);
+    std::uniform_real_distribution<double> theta(0.0, 180.0), phi(0.0, 360.0);
+    for (int trial = 0; trial < 20; ++trial) {
+        const int beamTheta = static_cast<int>(theta(rng)), beamPhi = static_cast<int>(phi(rng));
+        const double sourceTheta = theta(rng), sourcePhi = phi(rng);
+        std::vector<std::vector<float>> modes(16, std::vector<float>(8));
+        for (int n = 0; n < 4; ++n)
+            for (int m = -n; m <= n; ++m) {
+                const double trig = m == 0 ? 1.0
+                                    : m > 0 ? std::cos(m * sourcePhi * kDegree)
+                                            : std::sin(-m * sourcePhi * kDegree);
+                const double wave = std::sqrt((2 * n + 1) / (4.0 * std::numbers::pi))
+                                    * elevation(n, std::abs(m), sourceTheta) * trig;
+                std::fill(modes[n * n + n + m].begin(), modes[n * n + n + m].end(), static_cast<float>(wave));
+            }
+        const double cosGamma = std::cos(beamTheta * kDegree) * std::cos(sourceTheta * kDegree)
+                                + std::sin(beamTheta * kDegree) * std::sin(sourceTheta * kDegree)
+                                      * std::cos((beamPhi - sourcePhi) * kDegree);
+        double response = 0.0;
+        for (int n = 0; n < 4; ++n)
+            response += a[n] * std::legendre(n, cosGamma);
+        Beam beam(8, 0.0f, plateau);
+        beam.mbf.setTheta(static_cast<float>(beamTheta));
+        beam.mbf.setPhi(static_cast<float>(beamPhi));
+        ASSERT_EQ(beam.mbf.start(), 0);
+        const auto out = beam.run(modes, 8);
+        EXPECT_NEAR(out[7], response, 2e-6) << beamTheta << " " << beamPhi << " " << sourceTheta << " " << sourcePhi;
+    }
+}
+
 TEST(MbfSteering, OrderFiltersAreAlignedToTheFilterDelayWhateverTheBlockSplit)
 {
     // Odd and even lengths, an all-zero row (skipped, with the same output) and an
