@@ -64,6 +64,27 @@ void BM_Fir(benchmark::State& state)
 }
 BENCHMARK(BM_Fir)->Args({251, 512})->Args({631, 4096})->Args({31, 512});
 
+// Rate conversion 3 -> 2 (48 to 32 kHz) with 251 taps: 512 outputs a call, each a
+// polyphase sum of ceil(251 / 2) multiply-adds.
+void BM_FirMultiRate(benchmark::State& state)
+{
+    const int taps = 251, up = 2, down = 3, iterations = 256;
+    const std::vector<float> coefs = randomSignal(taps, 4);
+    const std::vector<float> in = randomSignal(iterations * down, 5);
+    std::vector<float> out(static_cast<std::size_t>(iterations * up));
+    IppsFIRState_32f* fir = nullptr;
+    if (ippsFIRMRInitAlloc_32f(&fir, coefs.data(), taps, up, 0, down, 0, nullptr) != ippStsNoErr) {
+        state.SkipWithError("FIR state not built");
+        return;
+    }
+    runAndReportMacs(state, static_cast<double>(out.size()) * ((taps + up - 1) / up), [&] {
+        ippsFIR_32f(in.data(), out.data(), iterations, fir);
+        benchmark::ClobberMemory();
+    });
+    ippsFIRFree_32f(fir);
+}
+BENCHMARK(BM_FirMultiRate);
+
 void BM_AddProductC(benchmark::State& state)
 {
     const int len = static_cast<int>(state.range(0));

@@ -29,7 +29,7 @@ struct IppsFIRState_32f {
     int downPhase = 0;
     int historyLen = 0;     // input samples kept between calls
     int chunkInputs = 0;    // input samples taken per pass through the work line
-    double* coefs = nullptr; // single rate: taps reversed; multi-rate: taps in order
+    double* coefs = nullptr; // single rate: taps reversed; multi-rate: see polyphaseTaps
     double* work = nullptr;  // historyLen samples of history, then one chunk of input
     float* outputs = nullptr; // single rate: one chunk of results before they are copied out
 
@@ -56,7 +56,8 @@ struct Geometry {
 
 // The single-rate kernel computes whole output granules; a chunk is a whole number of
 // them, so its reads stay inside the work line. The multi-rate form keeps
-// ceil(tapsLen / upFactor) inputs, which covers every tap for any phase.
+// ceil(tapsLen / upFactor) inputs, which covers every tap for any phase, and as many
+// coefficients per phase.
 Geometry geometryFor(int tapsLen, int upFactor, int downFactor)
 {
     const auto taps = static_cast<std::size_t>(tapsLen);
@@ -67,7 +68,8 @@ Geometry geometryFor(int tapsLen, int upFactor, int downFactor)
     const auto history = static_cast<int>((std::int64_t { tapsLen } + upFactor - 1) / upFactor);
     const int chunk = std::max(1, kChunk / downFactor) * downFactor;
     const std::size_t line = static_cast<std::size_t>(history) + static_cast<std::size_t>(chunk);
-    return {history, chunk, taps * sizeof(double), line * sizeof(double), 0};
+    const std::size_t coefs = static_cast<std::size_t>(history) * static_cast<std::size_t>(upFactor);
+    return {history, chunk, coefs * sizeof(double), line * sizeof(double), 0};
 }
 
 bool fitsInt(const Geometry& g) { return g.total() <= static_cast<std::size_t>(INT_MAX); }
@@ -78,6 +80,19 @@ void loadHistory(IppsFIRState_32f& s, const Ipp32f* dly)
     std::fill_n(s.work, line, 0.0);
     if (dly)
         std::copy_n(dly, s.historyLen, s.work);
+}
+
+// Phase f of the multi-rate filter holds the taps f, f + up, f + 2 up, ... that meet
+// successive older inputs, stored oldest input first so that a phase runs over the work
+// line forwards. Phases are padded with zeros to historyLen taps.
+void polyphaseTaps(IppsFIRState_32f& s, const Ipp32f* taps)
+{
+    const int phaseLen = s.historyLen;
+    for (int f = 0; f < s.upFactor; ++f)
+        for (int m = 0; m < phaseLen; ++m) {
+            const std::int64_t tap = f + std::int64_t { phaseLen - 1 - m } * s.upFactor;
+            s.coefs[std::int64_t { f } * phaseLen + m] = tap < s.tapsLen ? taps[tap] : 0.0;
+        }
 }
 
 // Lays the state out in memory that holds geometry.total() bytes.
@@ -99,8 +114,10 @@ IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int 
     s->coefs = reinterpret_cast<double*>(bytes);
     s->work = reinterpret_cast<double*>(bytes + g.coefBytes);
     s->outputs = g.outputBytes ? reinterpret_cast<float*>(bytes + g.coefBytes + g.workBytes) : nullptr;
-    for (int i = 0; i < tapsLen; ++i)
-        s->coefs[i] = s->multiRate() ? taps[i] : taps[tapsLen - 1 - i];
+    if (s->multiRate())
+        polyphaseTaps(*s, taps);
+    else
+        std::reverse_copy(taps, taps + tapsLen, s->coefs);
     loadHistory(*s, dly);
     return s;
 }
@@ -139,34 +156,23 @@ void runSingleRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int len)
     }
 }
 
-// One output of the multi-rate filter. e is the output's position in the zero-stuffed
-// stream, counted so that work[0] sits at position upPhase.
-double multiRateOutput(const IppsFIRState_32f& s, std::int64_t e)
-{
-    double acc = 0.0;
-    for (std::int64_t p = e / s.upFactor; p >= 0; --p) {
-        const std::int64_t tap = e - p * s.upFactor;
-        if (tap >= s.tapsLen)
-            break;
-        acc += s.coefs[tap] * s.work[p];
-    }
-    return acc;
-}
-
 // Each iteration consumes downFactor inputs and produces upFactor outputs.
 void runMultiRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int numIters)
 {
     const int itersPerChunk = s.chunkInputs / s.downFactor;
-    const std::int64_t historyPosition = static_cast<std::int64_t>(s.historyLen) * s.upFactor;
+    const vk::kernels::MultiRateLayout layout {s.coefs, static_cast<std::size_t>(s.historyLen), s.upFactor,
+                                              s.downFactor};
+    // Position of a chunk's first output in the zero-stuffed stream, counted so that the
+    // oldest kept input stands at 0.
+    const std::int64_t firstPosition = std::int64_t {s.historyLen} * s.upFactor + s.downPhase - s.upPhase;
     for (int done = 0; done < numIters;) {
         const int iters = std::min(itersPerChunk, numIters - done);
         const int inputs = iters * s.downFactor;
         vk::kernels::floatToDouble(src + static_cast<std::ptrdiff_t>(done) * s.downFactor, s.work + s.historyLen,
                                    static_cast<std::size_t>(inputs));
         Ipp32f* out = dst + static_cast<std::ptrdiff_t>(done) * s.upFactor;
-        const std::int64_t outputs = std::int64_t { iters } * s.upFactor;
-        for (std::int64_t q = 0; q < outputs; ++q)
-            out[q] = static_cast<float>(multiRateOutput(s, historyPosition + q * s.downFactor + s.downPhase - s.upPhase));
+        const auto outputs = static_cast<std::size_t>(std::int64_t {iters} * s.upFactor);
+        vk::kernels::firMultiRate(s.work, layout, firstPosition, out, outputs);
         advanceHistory(s, inputs);
         done += iters;
     }

@@ -203,6 +203,37 @@ void FirCorrelateKernel(const double* w, const double* coefs, std::size_t tapsLe
         firBlock(d, w + s, coefs, tapsLen, out + s);
 }
 
+// Dot product in double: four vectors of partial sums, then the remainder.
+HWY_INLINE double dot(const double* a, const double* b, std::size_t n)
+{
+    const hn::ScalableTag<double> d;
+    const std::size_t lanes = hn::Lanes(d);
+    auto s0 = hn::Zero(d), s1 = hn::Zero(d), s2 = hn::Zero(d), s3 = hn::Zero(d);
+    std::size_t i = 0;
+    for (; i + 4 * lanes <= n; i += 4 * lanes) {
+        s0 = hn::MulAdd(hn::LoadU(d, a + i), hn::LoadU(d, b + i), s0);
+        s1 = hn::MulAdd(hn::LoadU(d, a + i + lanes), hn::LoadU(d, b + i + lanes), s1);
+        s2 = hn::MulAdd(hn::LoadU(d, a + i + 2 * lanes), hn::LoadU(d, b + i + 2 * lanes), s2);
+        s3 = hn::MulAdd(hn::LoadU(d, a + i + 3 * lanes), hn::LoadU(d, b + i + 3 * lanes), s3);
+    }
+    for (; i + lanes <= n; i += lanes)
+        s0 = hn::MulAdd(hn::LoadU(d, a + i), hn::LoadU(d, b + i), s0);
+    double sum = hn::GetLane(hn::SumOfLanes(d, hn::Add(hn::Add(s0, s1), hn::Add(s2, s3))));
+    for (; i < n; ++i)
+        sum += a[i] * b[i];
+    return sum;
+}
+
+void FirMultiRateKernel(const double* w, const MultiRateLayout& layout, std::int64_t first, float* out, std::size_t n)
+{
+    const auto phaseLen = static_cast<std::int64_t>(layout.phaseLen);
+    for (std::size_t q = 0; q < n; ++q) {
+        const std::int64_t e = first + static_cast<std::int64_t>(q) * layout.down;
+        const double* coefs = layout.poly + (e % layout.up) * phaseLen;
+        out[q] = static_cast<float>(dot(coefs, w + e / layout.up - phaseLen + 1, layout.phaseLen));
+    }
+}
+
 } // namespace vk::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -221,6 +252,7 @@ HWY_EXPORT(Int32ToFloatKernel);
 HWY_EXPORT(FloatToInt32Kernel);
 HWY_EXPORT(FloatToDoubleKernel);
 HWY_EXPORT(FirCorrelateKernel);
+HWY_EXPORT(FirMultiRateKernel);
 
 void add(const float* a, const float* b, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(AddKernel)(a, b, dst, n); }
 void mul(const float* a, const float* b, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(MulKernel)(a, b, dst, n); }
@@ -255,6 +287,11 @@ void floatToDouble(const float* src, double* dst, std::size_t n)
 void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
 {
     HWY_DYNAMIC_DISPATCH(FirCorrelateKernel)(w, coefs, tapsLen, out, roundUpFirOutputs(n));
+}
+
+void firMultiRate(const double* w, const MultiRateLayout& layout, std::int64_t first, float* out, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(FirMultiRateKernel)(w, layout, first, out, n);
 }
 
 } // namespace vk::kernels

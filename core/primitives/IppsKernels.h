@@ -42,4 +42,16 @@ constexpr std::size_t roundUpFirOutputs(std::size_t n)
 }
 void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n);
 
+// Multi-rate FIR on polyphase coefficients, rounded once to float. Output q sits at
+// position e = first + q * down of the zero-stuffed stream, in which w[p] stands at p * up;
+// it is the dot product of the phaseLen coefficients of phase e % up with the phaseLen
+// inputs that end at w[e / up].
+struct MultiRateLayout {
+    const double* poly;      // up phases of phaseLen coefficients, each in input order
+    std::size_t phaseLen;
+    std::int64_t up;
+    std::int64_t down;
+};
+void firMultiRate(const double* w, const MultiRateLayout& layout, std::int64_t first, float* out, std::size_t n);
+
 } // namespace vk::kernels

@@ -163,20 +163,24 @@ TEST_P(IppsFirMultiRate, MatchesZeroStuffingFilterAndDecimation)
     const int iterations = std::min(1500, 2'000'000 / (c.up * c.down));
     const std::vector<float> h = randomFloats(static_cast<std::size_t>(c.taps), 7);
     const std::vector<float> x = randomFloats(static_cast<std::size_t>(iterations * c.down), 8);
-    IppsFIRState_32f* fir = nullptr;
-    ASSERT_EQ(
-        ippsFIRMRInitAlloc_32f(&fir, h.data(), c.taps, c.up, c.upPhase, c.down, c.downPhase, nullptr), ippStsNoErr);
-    std::vector<float> y(static_cast<std::size_t>(iterations * c.up) + 1, 123.0f);
-    int done = 0;
-    for (int n : randomCuts(iterations, std::min(iterations, 700), 9)) {
-        ASSERT_EQ(ippsFIR_32f(x.data() + done * c.down, y.data() + done * c.up, n, fir), ippStsNoErr);
-        done += n;
-    }
-    EXPECT_EQ(y.back(), 123.0f) << "wrote past numIters * upFactor outputs";
-    const std::vector<double> ref = multiRateReference(h, x, c.up, c.upPhase, c.down, c.downPhase, y.size() - 1);
-    for (std::size_t k = 0; k < ref.size(); ++k)
-        ASSERT_NEAR(y[k], ref[k], 1e-5) << "output " << k;
-    ippsFIRFree_32f(fir);
+    const std::vector<int> cuts = randomCuts(iterations, std::min(iterations, 700), 9);
+    const std::size_t outputs = static_cast<std::size_t>(iterations * c.up);
+    const std::vector<double> ref = multiRateReference(h, x, c.up, c.upPhase, c.down, c.downPhase, outputs);
+    vk::test::forEachInstructionSet([&] {
+        IppsFIRState_32f* fir = nullptr;
+        ASSERT_EQ(ippsFIRMRInitAlloc_32f(&fir, h.data(), c.taps, c.up, c.upPhase, c.down, c.downPhase, nullptr),
+            ippStsNoErr);
+        std::vector<float> y(outputs + 1, 123.0f);
+        int done = 0;
+        for (int n : cuts) {
+            ASSERT_EQ(ippsFIR_32f(x.data() + done * c.down, y.data() + done * c.up, n, fir), ippStsNoErr);
+            done += n;
+        }
+        EXPECT_EQ(y.back(), 123.0f) << "wrote past numIters * upFactor outputs";
+        for (std::size_t k = 0; k < outputs; ++k)
+            ASSERT_NEAR(y[k], ref[k], 1e-5) << "output " << k;
+        ippsFIRFree_32f(fir);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Factors, IppsFirMultiRate,
