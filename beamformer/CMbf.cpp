@@ -80,6 +80,8 @@ int CMbf::allocateStorage(int blockLength)
 {
     const int stride = paddedLength(blockLength);
     const int buffers = kModes + kAzimuthRows + kOrders + 2 + 1;
+    if (blockLength > INT_MAX / buffers - 8)
+        return vkErrOutOfMemory;
     mStorage.reset(ippsMalloc_32f(stride * buffers));
     const int modes = (mMaxOrder + 1) * (mMaxOrder + 1);
     if (!mStorage || mPolar.configure(modes, blockLength) != vkOk

@@ -46,6 +46,8 @@ void vkxShadowFilter::releaseStorage()
 int vkxShadowFilter::allocateStorage(int blockLength)
 {
     const int channels = mChannelCount;
+    if ((static_cast<long long>(blockLength) + 8) * (2LL * channels + 1) > INT_MAX)
+        return vkErrOutOfMemory;
     const int stride = (blockLength + 7) & ~7;
     for (auto& filters : mFilters) {
         filters.reset(new (std::nothrow) vkxPaddedFir[std::max(channels, 1)]);

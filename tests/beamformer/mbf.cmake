@@ -9,7 +9,9 @@ vk_test(NAME mbf_tests LABEL unit
 
 # The control/audio hand-over of the modal beamformer and the shadow filter under
 # ThreadSanitizer: everything it runs is compiled into this one executable with
-# -fsanitize=thread, whatever the rest of the build uses.
+# -fsanitize=thread, whatever the rest of the build uses (but for an address-sanitized
+# build, with which it cannot be combined).
+option(VK_TSAN_STRESS "Build the filter hand-over stress test with ThreadSanitizer" ON)
 find_package(hwy REQUIRED)
 find_package(Threads REQUIRED)
 file(GLOB vk_mbf_stress_primitives CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/core/primitives/*.cpp)
@@ -26,8 +28,10 @@ add_executable(mbf_stress_tests
   ${PROJECT_SOURCE_DIR}/core/contract/vkAudioBuffer.cpp
   ${vk_mbf_stress_primitives})
 target_include_directories(mbf_stress_tests PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_options(mbf_stress_tests PRIVATE -fsanitize=thread -O1 -g)
-target_link_options(mbf_stress_tests PRIVATE -fsanitize=thread)
+if(VK_TSAN_STRESS AND NOT VK_SANITIZE STREQUAL "address")
+  target_compile_options(mbf_stress_tests PRIVATE -fsanitize=thread -O1 -g)
+  target_link_options(mbf_stress_tests PRIVATE -fsanitize=thread)
+endif()
 target_link_libraries(mbf_stress_tests PRIVATE hwy::hwy GTest::gtest GTest::gtest_main Threads::Threads)
 add_test(NAME mbf_stress_tests COMMAND mbf_stress_tests)
 set_tests_properties(mbf_stress_tests PROPERTIES LABELS integration TIMEOUT 60
