@@ -82,6 +82,37 @@ TEST(PatternCatalogue, ParameterValuesAndTheDefaultIndex)
     }
 }
 
+// A record filled in by hand, to reach the cases that no pattern of the catalogue has.
+struct HandMadePattern : CZrPattern {
+};
+
+TEST(PatternCatalogue, BaseRecordsAreEmptyAndCountOnlyWhatTheyHold)
+{
+    HandMadePattern p;
+    EXPECT_EQ(p.mNumParameters, 0);
+    EXPECT_EQ(p.mName[0], 0);
+    EXPECT_EQ(p.mParameterFlag, 1);
+    EXPECT_EQ(p.mModalFir, nullptr);
+    EXPECT_EQ(p.modalRow(0, 0), nullptr);
+    EXPECT_EQ(p.groupDelay(), 0.0f);
+    p.mModalTaps = 251;
+    p.mEqTaps = 31;
+    EXPECT_EQ(p.vkPattern::groupDelay(), 140.0f);
+    p.mCrossoverTaps = 41;
+    EXPECT_EQ(p.groupDelay(), 160.0f);
+}
+
+TEST(PatternCatalogue, WithoutAZeroValueTheLastParameterIsTheDefault)
+{
+    const int32_t values[] = {-12, 6, 12};
+    HandMadePattern p;
+    p.mParameterValues = values;
+    p.mNumParameters = 3;
+    EXPECT_EQ(p.defaultParameter(), 2);
+    p.mNumParameters = 1;
+    EXPECT_EQ(p.defaultParameter(), 0);
+}
+
 TEST(PatternCatalogue, IndicesOutsideTheCatalogueGiveNull)
 {
     const CZircFactory factory;

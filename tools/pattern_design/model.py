@@ -303,13 +303,6 @@ class FilterSet:
             rows[0] += self.dip0(f)
         return rows
 
-    def weights(self, f):
-        """w1, w2, w3 of a family pattern, 3 x len(f)."""
-        t3 = self.t3(f, self.warp3)
-        t2 = np.maximum(self.t2(f, self.warp2), t3)
-        s = sag(f)
-        return np.stack([s * (1 - t2), s * (t2 - t3), s * t3])
-
 
 def _even_pchip(freqs, values, top):
     """A curve through measured points, flat at 0 Hz (a + b f^2 through the first two)."""
@@ -319,21 +312,12 @@ def _even_pchip(freqs, values, top):
     return PchipInterpolator([0.0, *freqs, 22050.0], [a, *values, top])
 
 
-# "torus": both rows rise together from 0 at 0 Hz, so the ring keeps its shape.
-_TORUS = SAMPLE_ROWS[("torus", 0)]
-_TORUS_RISE_PCHIP = PchipInterpolator(
-    np.log([50, 100, 200, 500, 1000, 2000, 22050]),
-    [0.0072, 0.0267, 0.0842, 0.3254, 0.968, 1.0, 1.0])
+# "torus": both rows rise together from 0 at 0 Hz, as measured, so the ring keeps its shape.
+_TORUS_RISE = Transition(SAMPLE_FREQS[:6],
+                         np.array(SAMPLE_ROWS[("torus", 0)][0][:6]) / plateaus("torus")[0])
 
-
-def _TORUS_RISE(f):
-    f = np.asarray(f, dtype=float)
-    out = np.where(f < 50, 0.0072 * (f / 50) ** 2, 0.0)
-    above = f >= 50
-    out[above] = _TORUS_RISE_PCHIP(np.log(f[above]))
-    return out
-
-
-# "dipole1": order 1 lifts towards its plateau by 500 Hz; order 0 fades out by 500 Hz.
-_DIPOLE_ORDER1 = _even_pchip([50, 100, 200, 500], [0.682, 0.731, 0.867, 1.0], 1.0)
-_DIPOLE_ORDER0 = _even_pchip([50, 100, 200, 500], [0.618, 0.536, 0.296, 0.0], 0.0)
+# "dipole1": order 1 lifts to its plateau by 500 Hz; order 0 fades out by 500 Hz.
+_DIPOLE = SAMPLE_ROWS[("dipole1", 0)]
+_DIPOLE_ORDER1 = _even_pchip(SAMPLE_FREQS[:4],
+                             [*(np.array(_DIPOLE[1][:3]) / plateaus("dipole1")[1]), 1.0], 1.0)
+_DIPOLE_ORDER0 = _even_pchip(SAMPLE_FREQS[:4], [*_DIPOLE[0][:3], 0.0], 0.0)
