@@ -1,0 +1,236 @@
+// The JACK driver for real: a private dummy server, the layer running a processing object
+// live, one client feeding a known 32-channel signal and another reading what comes back.
+
+#include "core/contract/vkAudioClass.h"
+#include "device/drivers/CJackDriver.h"
+#include "device/vkHost.h"
+#include "device/vkHostState.h"
+#include "tests/support/AllocationCounter.h"
+
+#include <gtest/gtest.h>
+#include <jack/jack.h>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <optional>
+#include <string>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+constexpr int kChannels = 32;
+constexpr int kPeriod = 512;
+
+// Channel 0 carries the frame number, the others a pattern of it; all values are exact in
+// single precision and in 32-bit samples, so the round trip is bit for bit.
+float frameCode(std::uint32_t n) { return static_cast<float>(n & 0xFFFFF) / 2097152.0f; }
+std::uint32_t frameOf(float code) { return static_cast<std::uint32_t>(std::lround(code * 2097152.0f)); }
+float pattern(int channel, std::uint32_t n)
+{
+    return static_cast<float>(static_cast<int>((n * 7 + channel * 1013) % 2001) - 1000) / 1024.0f;
+}
+
+// A pass-through that counts, on the audio thread, what that thread allocates between blocks.
+class CountingPassThrough : public vkAudioClass {
+public:
+    using vkAudioClass::process;
+    int process(float** in, float** out, int frames) override
+    {
+        if (!mCounter)
+            mCounter.emplace();
+        allocations.store(mCounter->count(), std::memory_order_relaxed);
+        return vkAudioClass::process(in, out, frames);
+    }
+    std::atomic<std::size_t> allocations{0};
+
+private:
+    std::optional<AllocationCounter> mCounter;
+};
+
+// A JACK client with ports of one direction and a process routine.
+class TestClient {
+public:
+    TestClient(const char* name, bool outputs)
+    {
+        jack_status_t status{};
+        mClient = jack_client_open(name, JackNoStartServer, &status);
+        if (!mClient)
+            return;
+        for (int c = 0; c < kChannels; ++c)
+            mPorts[c] = jack_port_register(mClient, ("p" + std::to_string(c + 1)).c_str(), JACK_DEFAULT_AUDIO_TYPE,
+                                           outputs ? JackPortIsOutput : JackPortIsInput, 0);
+        jack_set_xrun_callback(mClient, [](void* self) { static_cast<TestClient*>(self)->xruns.fetch_add(1); return 0; },
+                               this);
+    }
+    ~TestClient()
+    {
+        if (mClient)
+            jack_client_close(mClient);
+    }
+    bool ok() const { return mClient != nullptr; }
+    bool activate(JackProcessCallback process, void* arg)
+    {
+        return jack_set_process_callback(mClient, process, arg) == 0 && jack_activate(mClient) == 0;
+    }
+    const char* port(int c) const { return jack_port_name(mPorts[c]); }
+    float* buffer(int c, jack_nframes_t frames) { return static_cast<float*>(jack_port_get_buffer(mPorts[c], frames)); }
+
+    std::atomic<int> xruns{0};
+
+private:
+    jack_client_t* mClient = nullptr;
+    jack_port_t* mPorts[kChannels] = {};
+};
+
+struct Source {
+    TestClient client{"vk_source", true};
+    std::uint32_t next = 1;
+    static int process(jack_nframes_t frames, void* self)
+    {
+        auto* s = static_cast<Source*>(self);
+        for (int c = 0; c < kChannels; ++c) {
+            float* out = s->client.buffer(c, frames);
+            for (jack_nframes_t i = 0; i < frames; ++i)
+                out[i] = c == 0 ? frameCode(s->next + i) : pattern(c, s->next + i);
+        }
+        s->next += frames;
+        return 0;
+    }
+};
+
+// Checks every frame that arrives once armed (all connections made): the channels must
+// match the frame's pattern, and frame numbers must follow one another.
+struct Sink {
+    TestClient client{"vk_sink", false};
+    std::uint32_t last = 0;
+    std::atomic<bool> armed{false};
+    std::atomic<long> frames{0}, wrong{0}, jumps{0};
+    static int process(jack_nframes_t n, void* self)
+    {
+        auto* s = static_cast<Sink*>(self);
+        if (!s->armed.load())
+            return 0;
+        const float* code = s->client.buffer(0, n);
+        for (jack_nframes_t i = 0; i < n; ++i) {
+            const std::uint32_t frame = frameOf(code[i]);
+            if (frame == 0 && s->last == 0)
+                continue; // before the signal arrives
+            s->jumps += s->last != 0 && frame != ((s->last + 1) & 0xFFFFF);
+            s->last = frame;
+            ++s->frames;
+            for (int c = 1; c < kChannels; ++c)
+                s->wrong += s->client.buffer(c, n)[i] != pattern(c, frame);
+        }
+        return 0;
+    }
+};
+
+class JackDriver : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        const std::string name = "vantoria-test-" + std::to_string(getpid());
+        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
+        // Synchronous mode, so that a client late for its period is an xrun rather than a
+        // silently repeated period; a real-time priority above the build jobs that share the
+        // machine, so that the server's own timer keeps the period.
+        const char* argv[] = {"jackd", "-S", "-P", "70", "-n", name.c_str(), "-d", "dummy", "-r", "44100", "-p", "512", nullptr};
+        if (posix_spawnp(&sServer, "jackd", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
+            sServer = 0;
+        for (int i = 0; i < 100 && sServer && !CJackDriver::serverReachable(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    static void TearDownTestSuite()
+    {
+        if (sServer) {
+            kill(sServer, SIGTERM);
+            waitpid(sServer, nullptr, 0);
+        }
+    }
+    void SetUp() override
+    {
+        ASSERT_NE(sServer, 0) << "jackd did not start";
+        ASSERT_TRUE(CJackDriver::serverReachable()) << "jackd does not answer";
+    }
+    void TearDown() override { hostInit(); }
+
+    static pid_t sServer;
+};
+
+pid_t JackDriver::sServer = 0;
+
+TEST_F(JackDriver, IsListedAndTakesTheServersRateAndPeriod)
+{
+    hostInit();
+    bool listed = false;
+    for (int i = 0; i < hostDriverCount(); ++i)
+        listed |= hostDriverName(i) && std::string(hostDriverName(i)) == CJackDriver::kName;
+    ASSERT_TRUE(listed);
+    ASSERT_EQ(hostLoadDriver(CJackDriver::kName), 0);
+    EXPECT_EQ(hostSampleRate(), 44100.0);
+    EXPECT_EQ(hostBlockLength(), kPeriod);
+    EXPECT_EQ(hostDriverInputs(), kChannels);
+    EXPECT_EQ(hostCanSampleRate(48000.0), 0);
+    EXPECT_EQ(hostCanSampleRate(22050.0), 2);
+}
+
+TEST_F(JackDriver, CarriesAKnownSignalThroughAnObjectLiveForTenSeconds)
+{
+    hostInit();
+    ASSERT_EQ(hostLoadDriver(CJackDriver::kName), 0);
+    int all[kChannels];
+    for (int c = 0; c < kChannels; ++c)
+        all[c] = c;
+    ASSERT_EQ(hostSetInputs(all, kChannels), 0);
+    ASSERT_EQ(hostSetOutputs(all, kChannels), 0);
+    ASSERT_EQ(hostOpen(), 0);
+    CountingPassThrough object;
+    vkHostState& s = hostState();
+    ASSERT_EQ(object.setFormat(s.mInFormat, s.mOutFormat), 0);
+    hostSetObject(&object);
+    ASSERT_EQ(hostSetTarget(vkTargetObject), 0);
+
+    Source source;
+    Sink sink;
+    ASSERT_TRUE(source.client.ok() && sink.client.ok());
+    ASSERT_TRUE(source.client.activate(Source::process, &source));
+    ASSERT_TRUE(sink.client.activate(Sink::process, &sink));
+    ASSERT_EQ(hostStart(), 1);
+    jack_client_t* wiring = jack_client_open("vk_wiring", JackNoStartServer, nullptr);
+    ASSERT_NE(wiring, nullptr);
+    for (int c = 0; c < kChannels; ++c) {
+        const std::string in = "vantoria:in_" + std::to_string(c + 1);
+        const std::string out = "vantoria:out_" + std::to_string(c + 1);
+        ASSERT_EQ(jack_connect(wiring, source.client.port(c), in.c_str()), 0) << in;
+        ASSERT_EQ(jack_connect(wiring, out.c_str(), sink.client.port(c)), 0) << out;
+    }
+    jack_client_close(wiring);
+    // Rewiring the graph may cost the server a period: count from here on.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const int xrunsBefore = source.client.xruns.load();
+    s.mResetFlag.store(0);
+    sink.armed = true;
+    std::this_thread::sleep_for(std::chrono::seconds(10));
+    sink.armed = false; // the outputs fall silent when the stream stops
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_EQ(hostStop(), 1);
+
+    EXPECT_EQ(source.client.xruns.load() - xrunsBefore, 0);
+    EXPECT_EQ(s.mResetFlag.load(), 0) << "the driver reported an xrun or a reset";
+    EXPECT_EQ(s.mMissed.load(), 0);
+    EXPECT_GT(s.mBlockCount.load(), 9 * 44100 / kPeriod);
+    EXPECT_GT(sink.frames.load(), 9L * 44100);
+    EXPECT_EQ(sink.wrong.load(), 0);
+    EXPECT_EQ(sink.jumps.load(), 0);
+    EXPECT_EQ(object.allocations.load(), 0u) << "the audio thread allocated";
+}
+
+} // namespace
