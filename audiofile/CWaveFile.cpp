@@ -343,7 +343,7 @@ int CWaveFile::scanLevl(QIODevice& device, qint64 chunkStart, std::uint32_t chun
     const std::uint64_t end = std::uint64_t(chunkSize) + 8;
     QByteArray peaks;
     if (offset >= CLevlChunk::peakOffset && offset <= end) {
-        if (!device.seek(chunkStart + qint64(offset)))
+        if (chunkStart + qint64(offset) > device.size() || !device.seek(chunkStart + qint64(offset)))
             return waveErrShortRead;
         peaks = readBody(device, end - offset);
         if (peaks.size() != qint64(end - offset))
