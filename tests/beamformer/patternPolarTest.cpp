@@ -63,6 +63,9 @@ TEST_F(PatternPolar, RowsAreSymmetricWithLargestEntryOne)
         for (int k = 0; k < p.mNumParameters; ++k) {
             const float* row = p.polarRow(k);
             EXPECT_EQ(*std::max_element(row, row + 73), 1.0f) << p.mName;
+            if (i != kPatternTorus) {
+                EXPECT_EQ(row[0], 1.0f) << p.mName << " p " << k; // the axis is the loudest
+            }
             for (int e = 0; e < 73; ++e)
                 ASSERT_EQ(row[e], row[72 - e]) << p.mName << " p " << k << " entry " << e;
         }
