@@ -47,9 +47,11 @@ public:
     // Sizes the FIR memory of all banks for 2 trunc(delay) + 1 taps and drops every
     // filter set. 5 while started, 19 for a negative delay, 7 when memory is short.
     int setFilterDelay(float delay);
-    // Loads one set of four order filters (length 0: no filter for that order). 101 for
-    // a mode input below order 3, 102 for a filter longer than 2 trunc(filterDelay) + 1,
-    // 8 for a negative length or missing taps; on any refusal the sets in force stay.
+    // Loads one set of four order filters (length 0: no filter for that order). The
+    // audio thread takes it up at its next block: at once when no set is in force, else
+    // after a warm-up as long as its longest filter, by the cross-fade. 101 for a mode
+    // input below order 3, 102 for a filter longer than 2 trunc(filterDelay) + 1, 8 for a
+    // negative length or missing taps; on any refusal the sets in force stay.
     int setOrderFilters(const int lengths[kOrders], const float* const taps[kOrders]);
 
     // Target polar angle: trunc(degrees) clamped to 0..180.

@@ -38,9 +38,11 @@ public:
     // Sizes every bank for 2 trunc(delay) + 1 taps and empties all slots. 5 while
     // started, 8 for a negative delay, 7 when memory is short.
     int setFilterDelay(float delay);
-    // Loads a filter (length 0: a plain delay of filterDelay()). 101 without an input
-    // channel, 102 when too long, 8 for a negative length or missing taps, 7 when a
-    // bank could not be set; on any refusal the filters in force stay.
+    // Loads a filter (length 0: a plain delay of filterDelay()). The audio thread takes
+    // it up at its next block: at once when none is in force, else after a warm-up as
+    // long as the filter, by the cross-fade. 101 without an input channel, 102 when too
+    // long, 8 for a negative length or missing taps, 7 when a bank could not be set; on
+    // any refusal the filters in force stay.
     int setFilter(int length, const float* taps);
 
     float filterDelay() const { return mFilterDelay; }
