@@ -128,8 +128,8 @@ TEST_F(Reblock, SmallerDriverBuffersRunABlockAtEverySecondCallback)
 // next block is ready: they play silence, never a repeat of earlier frames.
 TEST_F(Reblock, HalvesThatNoBlockReachesPlaySilenceNotOldFrames)
 {
-    open(512, 1000);
-    EXPECT_EQ(state().mPrefill, 511);
+    open(256, 1000);
+    EXPECT_EQ(state().mPrefill, 255);
     while (fed < 40 * 1000)
         feed();
     int last = 0;
