@@ -20,8 +20,8 @@ public:
     int delay() const { return mDelay; }
 
 private:
-    int mPosition = 0;     // next write index
-    int mCapacity = 1024;  // samples of delay the buffer can hold
+    int mPosition = 0; // next write index
+    int mCapacity = 1024; // samples of delay the buffer can hold
     int mDelay = 0;
     float* mBuffer = nullptr; // mCapacity + 1 floats
 };

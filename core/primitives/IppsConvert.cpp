@@ -18,10 +18,7 @@ namespace {
 constexpr int kStackChunk = 256;
 
 // 2^-scale with scale clamped to -127..127, as a float.
-float scaleFactor(int scale)
-{
-    return std::ldexp(1.0f, -std::clamp(scale, -127, 127));
-}
+float scaleFactor(int scale) { return std::ldexp(1.0f, -std::clamp(scale, -127, 127)); }
 
 // Runs the integer kernel over src in chunks and hands each chunk to store(values, offset, n).
 template <typename Store>
@@ -73,7 +70,7 @@ IppStatus ippsConvert_24s32f(const Ipp8u* src, Ipp32f* dst, int len)
     for (int i = 0; i < len; ++i) {
         const Ipp8u* b = src + 3 * i;
         const auto bits = static_cast<std::uint32_t>(b[0]) << 8 | static_cast<std::uint32_t>(b[1]) << 16 |
-                          static_cast<std::uint32_t>(b[2]) << 24;
+            static_cast<std::uint32_t>(b[2]) << 24;
         dst[i] = static_cast<float>(static_cast<std::int32_t>(bits) >> 8);
     }
     return ippStsNoErr;

@@ -27,10 +27,10 @@ struct IppsFIRState_32f {
     int upPhase = 0;
     int downFactor = 1;
     int downPhase = 0;
-    int historyLen = 0;     // input samples kept between calls
-    int chunkInputs = 0;    // input samples taken per pass through the work line
+    int historyLen = 0; // input samples kept between calls
+    int chunkInputs = 0; // input samples taken per pass through the work line
     double* coefs = nullptr; // single rate: taps reversed; multi-rate: see polyphaseTaps
-    double* work = nullptr;  // historyLen samples of history, then one chunk of input
+    double* work = nullptr; // historyLen samples of history, then one chunk of input
     float* outputs = nullptr; // single rate: one chunk of results before they are copied out
 
     bool multiRate() const { return upFactor != 1 || downFactor != 1; }
@@ -65,7 +65,7 @@ Geometry geometryFor(int tapsLen, int upFactor, int downFactor)
         const std::size_t line = taps - 1 + kChunk;
         return {tapsLen - 1, kChunk, taps * sizeof(double), line * sizeof(double), kChunk * sizeof(float)};
     }
-    const auto history = static_cast<int>((std::int64_t { tapsLen } + upFactor - 1) / upFactor);
+    const auto history = static_cast<int>((std::int64_t{tapsLen} + upFactor - 1) / upFactor);
     const int chunk = std::max(1, kChunk / downFactor) * downFactor;
     const std::size_t line = static_cast<std::size_t>(history) + static_cast<std::size_t>(chunk);
     const std::size_t coefs = static_cast<std::size_t>(history) * static_cast<std::size_t>(upFactor);
@@ -90,14 +90,14 @@ void polyphaseTaps(IppsFIRState_32f& s, const Ipp32f* taps)
     const int phaseLen = s.historyLen;
     for (int f = 0; f < s.upFactor; ++f)
         for (int m = 0; m < phaseLen; ++m) {
-            const std::int64_t tap = f + std::int64_t { phaseLen - 1 - m } * s.upFactor;
-            s.coefs[std::int64_t { f } * phaseLen + m] = tap < s.tapsLen ? taps[tap] : 0.0;
+            const std::int64_t tap = f + std::int64_t{phaseLen - 1 - m} * s.upFactor;
+            s.coefs[std::int64_t{f} * phaseLen + m] = tap < s.tapsLen ? taps[tap] : 0.0;
         }
 }
 
 // Lays the state out in memory that holds geometry.total() bytes.
-IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase,
-                             int downFactor, int downPhase, const Ipp32f* dly)
+IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase, int downFactor,
+    int downPhase, const Ipp32f* dly)
 {
     const Geometry g = geometryFor(tapsLen, upFactor, downFactor);
     auto base = reinterpret_cast<std::uintptr_t>(memory);
@@ -123,7 +123,7 @@ IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int 
 }
 
 IppStatus allocateState(IppsFIRState_32f** pp, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase,
-                        int downFactor, int downPhase, const Ipp32f* dly)
+    int downFactor, int downPhase, const Ipp32f* dly)
 {
     const Geometry g = geometryFor(tapsLen, upFactor, downFactor);
     Ipp8u* memory = fitsInt(g) ? ippsMalloc_8u(static_cast<int>(g.total())) : nullptr;
@@ -148,8 +148,8 @@ void runSingleRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int len)
     for (int done = 0; done < len;) {
         const int n = std::min(s.chunkInputs, len - done);
         vk::kernels::floatToDouble(src + done, s.work + s.historyLen, static_cast<std::size_t>(n));
-        vk::kernels::firCorrelate(s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), s.outputs,
-                                  static_cast<std::size_t>(n));
+        vk::kernels::firCorrelate(
+            s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), s.outputs, static_cast<std::size_t>(n));
         std::memcpy(dst + done, s.outputs, sizeof(float) * static_cast<std::size_t>(n));
         advanceHistory(s, n);
         done += n;
@@ -160,18 +160,18 @@ void runSingleRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int len)
 void runMultiRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int numIters)
 {
     const int itersPerChunk = s.chunkInputs / s.downFactor;
-    const vk::kernels::MultiRateLayout layout {s.coefs, static_cast<std::size_t>(s.historyLen), s.upFactor,
-                                              s.downFactor};
+    const vk::kernels::MultiRateLayout layout{
+        s.coefs, static_cast<std::size_t>(s.historyLen), s.upFactor, s.downFactor};
     // Position of a chunk's first output in the zero-stuffed stream, counted so that the
     // oldest kept input stands at 0.
-    const std::int64_t firstPosition = std::int64_t {s.historyLen} * s.upFactor + s.downPhase - s.upPhase;
+    const std::int64_t firstPosition = std::int64_t{s.historyLen} * s.upFactor + s.downPhase - s.upPhase;
     for (int done = 0; done < numIters;) {
         const int iters = std::min(itersPerChunk, numIters - done);
         const int inputs = iters * s.downFactor;
         vk::kernels::floatToDouble(src + static_cast<std::ptrdiff_t>(done) * s.downFactor, s.work + s.historyLen,
-                                   static_cast<std::size_t>(inputs));
+            static_cast<std::size_t>(inputs));
         Ipp32f* out = dst + static_cast<std::ptrdiff_t>(done) * s.upFactor;
-        const auto outputs = static_cast<std::size_t>(std::int64_t {iters} * s.upFactor);
+        const auto outputs = static_cast<std::size_t>(std::int64_t{iters} * s.upFactor);
         vk::kernels::firMultiRate(s.work, layout, firstPosition, out, outputs);
         advanceHistory(s, inputs);
         done += iters;
@@ -206,8 +206,7 @@ IppStatus ippsFIRGetStateSize_32f(int tapsLen, int* size)
     return ippStsNoErr;
 }
 
-IppStatus ippsFIRInit_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, const Ipp32f* dly,
-                          Ipp8u* buffer)
+IppStatus ippsFIRInit_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, const Ipp32f* dly, Ipp8u* buffer)
 {
     if (vk::ipps::anyNull(ppState, taps, buffer))
         return ippStsNullPtrErr;
@@ -226,8 +225,8 @@ IppStatus ippsFIRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, i
     return allocateState(ppState, taps, tapsLen, 1, 0, 1, 0, dly);
 }
 
-IppStatus ippsFIRMRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, int upFactor,
-                                 int upPhase, int downFactor, int downPhase, const Ipp32f* dly)
+IppStatus ippsFIRMRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase,
+    int downFactor, int downPhase, const Ipp32f* dly)
 {
     if (vk::ipps::anyNull(ppState, taps))
         return ippStsNullPtrErr;

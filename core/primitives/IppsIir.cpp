@@ -72,8 +72,8 @@ struct IppsIIRState64f_32f {
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = (sizeof(IppsIIRState64f_32f) + alignof(Section) - 1) / alignof(Section) *
-                                     alignof(Section);
+constexpr std::size_t kHeaderBytes =
+    (sizeof(IppsIIRState64f_32f) + alignof(Section) - 1) / alignof(Section) * alignof(Section);
 
 IppStatus checkState(const IppsIIRState64f_32f* state)
 {
@@ -95,8 +95,8 @@ IppStatus runCascade(const Ipp32f* src, Ipp32f* dst, int len, IppsIIRState64f_32
 
 } // namespace
 
-IppStatus ippsIIRInitAlloc64f_BiQuad_32f(IppsIIRState64f_32f** ppState, const Ipp64f* taps, int numBq,
-                                         const Ipp64f* dly)
+IppStatus ippsIIRInitAlloc64f_BiQuad_32f(
+    IppsIIRState64f_32f** ppState, const Ipp64f* taps, int numBq, const Ipp64f* dly)
 {
     if (vk::ipps::anyNull(ppState, taps))
         return ippStsNullPtrErr;

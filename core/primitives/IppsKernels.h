@@ -24,8 +24,8 @@ void int32ToFloat(const std::int32_t* src, float* dst, std::size_t n);
 
 // dst = src * factor, saturated to [lo, hi], then rounded to nearest (ties to even) or
 // towards zero. NaN gives 0.
-void floatToInt32(const float* src, std::int32_t* dst, std::size_t n, float factor, std::int32_t lo,
-                  std::int32_t hi, bool nearest);
+void floatToInt32(
+    const float* src, std::int32_t* dst, std::size_t n, float factor, std::int32_t lo, std::int32_t hi, bool nearest);
 
 // dst = src widened to double.
 void floatToDouble(const float* src, double* dst, std::size_t n);
@@ -47,7 +47,7 @@ void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, flo
 // it is the dot product of the phaseLen coefficients of phase e % up with the phaseLen
 // inputs that end at w[e / up].
 struct MultiRateLayout {
-    const double* poly;      // up phases of phaseLen coefficients, each in input order
+    const double* poly; // up phases of phaseLen coefficients, each in input order
     std::size_t phaseLen;
     std::int64_t up;
     std::int64_t down;

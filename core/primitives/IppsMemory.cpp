@@ -11,10 +11,7 @@ namespace {
 
 constexpr std::align_val_t kAlignment{32};
 
-void* allocateAligned(std::size_t bytes)
-{
-    return ::operator new(bytes, kAlignment, std::nothrow);
-}
+void* allocateAligned(std::size_t bytes) { return ::operator new(bytes, kAlignment, std::nothrow); }
 
 template <typename T>
 IppStatus zeroVector(T* dst, int len)
@@ -51,10 +48,7 @@ Ipp32f* ippsMalloc_32f(int len)
     return static_cast<Ipp32f*>(allocateAligned(sizeof(Ipp32f) * static_cast<std::size_t>(len)));
 }
 
-void ippsFree(void* ptr)
-{
-    ::operator delete(ptr, kAlignment, std::nothrow);
-}
+void ippsFree(void* ptr) { ::operator delete(ptr, kAlignment, std::nothrow); }
 
 IppStatus ippsZero_8u(Ipp8u* dst, int len) { return zeroVector(dst, len); }
 IppStatus ippsZero_32s(Ipp32s* dst, int len) { return zeroVector(dst, len); }

@@ -10,8 +10,8 @@ namespace vk::ipps {
 
 enum class StateTag : std::uint32_t {
     None = 0,
-    Fir = 0x46495231u,   // "FIR1"
-    Iir = 0x42513634u,   // "BQ64"
+    Fir = 0x46495231u, // "FIR1"
+    Iir = 0x42513634u, // "BQ64"
 };
 
 // The tag at the start of any state, read without assuming which kind it is.

@@ -12,15 +12,15 @@ TEST(CDelayLine, DelaysInAndOutOfPlace)
 {
     CDelayLine line;
     ASSERT_EQ(line.setDelay(3), 0);
-    const float in[6] = { 1, 2, 3, 4, 5, 6 };
+    const float in[6] = {1, 2, 3, 4, 5, 6};
     float out[6];
     line.process(in, out, 6);
-    EXPECT_EQ(std::vector<float>(out, out + 6), (std::vector<float> { 0, 0, 0, 1, 2, 3 }));
+    EXPECT_EQ(std::vector<float>(out, out + 6), (std::vector<float>{0, 0, 0, 1, 2, 3}));
 
     ASSERT_EQ(line.setDelay(3), 0); // clears the ring
-    float buffer[6] = { 1, 2, 3, 4, 5, 6 };
+    float buffer[6] = {1, 2, 3, 4, 5, 6};
     line.process(buffer, buffer, 6);
-    EXPECT_EQ(std::vector<float>(buffer, buffer + 6), (std::vector<float> { 0, 0, 0, 1, 2, 3 }));
+    EXPECT_EQ(std::vector<float>(buffer, buffer + 6), (std::vector<float>{0, 0, 0, 1, 2, 3}));
 
     ASSERT_EQ(line.setDelay(0), 0);
     line.process(in, out, 6);
@@ -30,7 +30,7 @@ TEST(CDelayLine, DelaysInAndOutOfPlace)
 // Delays beyond the first capacity grow the buffer; the stream survives any block cuts.
 TEST(CDelayLine, LongDelaysAcrossBlocksWithoutAllocatingWhileRunning)
 {
-    for (int delay : { 1, 1023, 1024, 1025, 5000 }) {
+    for (int delay : {1, 1023, 1024, 1025, 5000}) {
         CDelayLine line;
         ASSERT_EQ(line.setDelay(delay), 0);
         const std::vector<float> x = vk::test::randomFloats(12000, static_cast<unsigned>(delay));

@@ -22,7 +22,7 @@ struct Reference {
 
 Reference convolve(const std::vector<float>& taps, const std::vector<float>& x)
 {
-    Reference r { std::vector<double>(x.size()), std::vector<double>(x.size()) };
+    Reference r{std::vector<double>(x.size()), std::vector<double>(x.size())};
     for (std::size_t t = 0; t < x.size(); ++t)
         for (std::size_t i = 0; i < taps.size() && i <= t; ++i) {
             const double term = static_cast<double>(taps[i]) * x[t - i];
@@ -45,8 +45,8 @@ std::vector<float> runInBlocks(
     std::vector<float> y = x;
     int at = 0;
     for (int n : cuts) {
-        const IppStatus st
-            = inPlace ? ippsFIR_32f_I(y.data() + at, n, fir) : ippsFIR_32f(x.data() + at, y.data() + at, n, fir);
+        const IppStatus st =
+            inPlace ? ippsFIR_32f_I(y.data() + at, n, fir) : ippsFIR_32f(x.data() + at, y.data() + at, n, fir);
         EXPECT_EQ(st, ippStsNoErr);
         at += n;
     }
@@ -168,8 +168,8 @@ TEST_P(IppsFirMultiRate, MatchesZeroStuffingFilterAndDecimation)
     const std::vector<double> ref = multiRateReference(h, x, c.up, c.upPhase, c.down, c.downPhase, outputs);
     vk::test::forEachInstructionSet([&] {
         IppsFIRState_32f* fir = nullptr;
-        ASSERT_EQ(ippsFIRMRInitAlloc_32f(&fir, h.data(), c.taps, c.up, c.upPhase, c.down, c.downPhase, nullptr),
-            ippStsNoErr);
+        ASSERT_EQ(
+            ippsFIRMRInitAlloc_32f(&fir, h.data(), c.taps, c.up, c.upPhase, c.down, c.downPhase, nullptr), ippStsNoErr);
         std::vector<float> y(outputs + 1, 123.0f);
         int done = 0;
         for (int n : cuts) {
@@ -184,13 +184,12 @@ TEST_P(IppsFirMultiRate, MatchesZeroStuffingFilterAndDecimation)
 }
 
 INSTANTIATE_TEST_SUITE_P(Factors, IppsFirMultiRate,
-    ::testing::Values(MultiRateCase { 31, 1, 0, 2, 0 }, MultiRateCase { 31, 2, 0, 1, 0 },
-        MultiRateCase { 64, 3, 1, 2, 1 }, MultiRateCase { 17, 2, 1, 3, 2 }, MultiRateCase { 320, 147, 0, 160, 0 },
-        MultiRateCase { 5, 1, 0, 1, 0 }));
+    ::testing::Values(MultiRateCase{31, 1, 0, 2, 0}, MultiRateCase{31, 2, 0, 1, 0}, MultiRateCase{64, 3, 1, 2, 1},
+        MultiRateCase{17, 2, 1, 3, 2}, MultiRateCase{320, 147, 0, 160, 0}, MultiRateCase{5, 1, 0, 1, 0}));
 
 TEST(IppsFir, ChecksComeInOrderAndErrorsChangeNothing)
 {
-    const float taps[3] = { 1, 2, 3 };
+    const float taps[3] = {1, 2, 3};
     IppsFIRState_32f* fir = nullptr;
     int size = 0;
     EXPECT_EQ(ippsFIRGetStateSize_32f(3, nullptr), ippStsNullPtrErr);
@@ -206,14 +205,14 @@ TEST(IppsFir, ChecksComeInOrderAndErrorsChangeNothing)
     EXPECT_EQ(fir, nullptr) << "a failed initialiser handed out a state";
 
     ASSERT_EQ(ippsFIRInitAlloc_32f(&fir, taps, 3, nullptr), ippStsNoErr);
-    float src[4] = { 1, 1, 1, 1 };
-    float dst[4] = { 7, 7, 7, 7 };
+    float src[4] = {1, 1, 1, 1};
+    float dst[4] = {7, 7, 7, 7};
     EXPECT_EQ(ippsFIR_32f(nullptr, dst, 0, fir), ippStsNullPtrErr);
     EXPECT_EQ(ippsFIR_32f(src, dst, 4, nullptr), ippStsNullPtrErr);
     EXPECT_EQ(ippsFIR_32f(src, dst, 0, fir), ippStsSizeErr);
     EXPECT_EQ(dst[0], 7.0f);
 
-    const double section[6] = { 1, 0, 0, 1, 0, 0 };
+    const double section[6] = {1, 0, 0, 1, 0, 0};
     IppsIIRState64f_32f* iir = nullptr;
     ASSERT_EQ(ippsIIRInitAlloc64f_BiQuad_32f(&iir, section, 1, nullptr), ippStsNoErr);
     auto* wrongKind = reinterpret_cast<IppsFIRState_32f*>(iir);

@@ -18,8 +18,7 @@ using Sections = std::vector<std::array<double, 6>>; // b0 b1 b2 a0 a1 a2
 // A stable cascade: a low-pass, a resonant peak and a high shelf of sorts, a0 not 1.
 Sections testCascade()
 {
-    return { { 0.02, 0.04, 0.02, 1.0, -1.56, 0.64 }, { 2.0, -3.2, 1.4, 2.0, -3.4, 1.62 },
-        { 1.3, -0.9, 0.1, 0.5, -0.3, 0.05 } };
+    return {{0.02, 0.04, 0.02, 1.0, -1.56, 0.64}, {2.0, -3.2, 1.4, 2.0, -3.4, 1.62}, {1.3, -0.9, 0.1, 0.5, -0.3, 0.05}};
 }
 
 // Direct form I, each section from its difference equation in double: a different
@@ -31,9 +30,9 @@ std::vector<double> directFormOne(const Sections& sections, const std::vector<fl
         std::vector<double> out(signal.size());
         for (std::size_t t = 0; t < signal.size(); ++t) {
             auto at = [&](const std::vector<double>& v, std::size_t back) { return t >= back ? v[t - back] : 0.0; };
-            out[t] = (c[0] * signal[t] + c[1] * at(signal, 1) + c[2] * at(signal, 2) - c[4] * at(out, 1)
-                         - c[5] * at(out, 2))
-                / c[3];
+            out[t] = (c[0] * signal[t] + c[1] * at(signal, 1) + c[2] * at(signal, 2) - c[4] * at(out, 1) -
+                         c[5] * at(out, 2)) /
+                c[3];
         }
         signal = out;
     }
@@ -63,8 +62,8 @@ TEST(IppsIir, MatchesDifferenceEquationsWhereverTheBlocksAreCut)
     const std::vector<int> cuts = randomCuts(10000, 4096, 22);
     AllocationCounter counter;
     for (int n : cuts) {
-        const IppStatus st
-            = inPlace ? ippsIIR64f_32f_I(y.data() + at, n, iir) : ippsIIR64f_32f(x.data() + at, y.data() + at, n, iir);
+        const IppStatus st =
+            inPlace ? ippsIIR64f_32f_I(y.data() + at, n, iir) : ippsIIR64f_32f(x.data() + at, y.data() + at, n, iir);
         ASSERT_EQ(st, ippStsNoErr);
         at += n;
         inPlace = !inPlace;
@@ -80,10 +79,10 @@ TEST(IppsIir, MatchesDifferenceEquationsWhereverTheBlocksAreCut)
 TEST(IppsIir, ScalingASectionByItsA0ChangesNothing)
 {
     const std::vector<float> x = randomFloats(300, 23);
-    const double unit[6] = { 0.3, 0.2, 0.1, 1.0, -0.5, 0.2 };
-    const double doubled[6] = { 0.6, 0.4, 0.2, 2.0, -1.0, 0.4 };
+    const double unit[6] = {0.3, 0.2, 0.1, 1.0, -0.5, 0.2};
+    const double doubled[6] = {0.6, 0.4, 0.2, 2.0, -1.0, 0.4};
     std::vector<float> a(300), b(300);
-    for (auto [taps, out] : { std::pair { unit, &a }, std::pair { doubled, &b } }) {
+    for (auto [taps, out] : {std::pair{unit, &a}, std::pair{doubled, &b}}) {
         IppsIIRState64f_32f* iir = nullptr;
         ASSERT_EQ(ippsIIRInitAlloc64f_BiQuad_32f(&iir, taps, 1, nullptr), ippStsNoErr);
         ippsIIR64f_32f(x.data(), out->data(), 300, iir);
@@ -117,9 +116,9 @@ TEST(IppsIir, NewTapsKeepTheHistoryAndANullHistoryClearsIt)
 
 TEST(IppsIir, ChecksComeInOrderAndRefuseZeroLeadingCoefficients)
 {
-    const double good[6] = { 1, 0, 0, 1, 0, 0 };
-    const double zeroA0[12] = { 1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0 };
-    const double zeroB0[6] = { 0, 1, 0, 1, 0, 0 };
+    const double good[6] = {1, 0, 0, 1, 0, 0};
+    const double zeroA0[12] = {1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0};
+    const double zeroB0[6] = {0, 1, 0, 1, 0, 0};
     IppsIIRState64f_32f* iir = nullptr;
     EXPECT_EQ(ippsIIRInitAlloc64f_BiQuad_32f(nullptr, good, 1, nullptr), ippStsNullPtrErr);
     EXPECT_EQ(ippsIIRInitAlloc64f_BiQuad_32f(&iir, nullptr, 0, nullptr), ippStsNullPtrErr);
@@ -131,14 +130,14 @@ TEST(IppsIir, ChecksComeInOrderAndRefuseZeroLeadingCoefficients)
     ASSERT_EQ(ippsIIRInitAlloc64f_BiQuad_32f(&iir, good, 1, nullptr), ippStsNoErr);
     EXPECT_EQ(ippsIIRSetTaps64f_32f(zeroB0, iir), ippStsDivByZeroErr);
     EXPECT_EQ(ippsIIRSetTaps64f_32f(nullptr, iir), ippStsNullPtrErr);
-    float v[2] = { 3, 4 };
+    float v[2] = {3, 4};
     EXPECT_EQ(ippsIIR64f_32f_I(v, 2, iir), ippStsNoErr);
     EXPECT_EQ(v[0], 3.0f) << "refused taps must not have replaced the old ones";
     EXPECT_EQ(ippsIIR64f_32f(nullptr, v, 0, iir), ippStsNullPtrErr);
     EXPECT_EQ(ippsIIR64f_32f_I(v, 0, iir), ippStsSizeErr);
     EXPECT_EQ(ippsIIR64f_32f_I(v, 2, nullptr), ippStsNullPtrErr);
 
-    const float firTaps[2] = { 1, 1 };
+    const float firTaps[2] = {1, 1};
     IppsFIRState_32f* fir = nullptr;
     ASSERT_EQ(ippsFIRInitAlloc_32f(&fir, firTaps, 2, nullptr), ippStsNoErr);
     auto* wrongKind = reinterpret_cast<IppsIIRState64f_32f*>(fir);

@@ -24,7 +24,7 @@ TEST(IppsMemory, AllocatesAlignedCountedMemoryAndRefusesEmptyRequests)
     EXPECT_EQ(ippsMalloc_8u(-1), nullptr);
     ippsFree(nullptr);
     AllocationCounter counter;
-    for (int len : { 1, 3, 1000 }) {
+    for (int len : {1, 3, 1000}) {
         Ipp8u* bytes = ippsMalloc_8u(len);
         Ipp32f* floats = ippsMalloc_32f(len);
         ASSERT_NE(bytes, nullptr);
@@ -40,8 +40,8 @@ TEST(IppsMemory, AllocatesAlignedCountedMemoryAndRefusesEmptyRequests)
 // Every vector operation: a null pointer wins over a bad length, and nothing is written.
 TEST(IppsVector, NullPointerIsCheckedBeforeLengthAndErrorsTouchNothing)
 {
-    float a[4] = { 1, 2, 3, 4 };
-    float b[4] = { 5, 6, 7, 8 };
+    float a[4] = {1, 2, 3, 4};
+    float b[4] = {5, 6, 7, 8};
     Ipp32s ints[4] = {};
     Ipp8u bytes[12] = {};
     Ipp16s shorts[4] = {};
@@ -102,7 +102,7 @@ TEST(IppsVector, NullPointerIsCheckedBeforeLengthAndErrorsTouchNothing)
 TEST(IppsVector, ElementWiseArithmeticAgreesWithDoublePrecision)
 {
     vk::test::forEachInstructionSet([] {
-        for (int len : { 1, 7, 33, 1029 }) {
+        for (int len : {1, 7, 33, 1029}) {
             const std::vector<float> a = randomFloats(len, 31);
             const std::vector<float> b = randomFloats(len, 32);
             const std::vector<float> c = randomFloats(len, 33);
@@ -127,7 +127,7 @@ TEST(IppsVector, ElementWiseArithmeticAgreesWithDoublePrecision)
 
 TEST(IppsVector, ScalingAndOffsetHonourTheirSpecialValues)
 {
-    std::vector<float> v = { kNaN, kInf, -kInf, 2.0f };
+    std::vector<float> v = {kNaN, kInf, -kInf, 2.0f};
     std::vector<float> out(4, 9.0f);
     ippsMulC_32f(v.data(), 0.0f, out.data(), 4);
     EXPECT_EQ(out, std::vector<float>(4, 0.0f));
@@ -138,7 +138,7 @@ TEST(IppsVector, ScalingAndOffsetHonourTheirSpecialValues)
     EXPECT_EQ(v, std::vector<float>(4, 0.0f));
 
     // Adding zero must leave even a negative zero alone, which x + 0 would not.
-    float negZero[1] = { -0.0f };
+    float negZero[1] = {-0.0f};
     ippsAddC_32f_I(0.0f, negZero, 1);
     EXPECT_TRUE(std::signbit(negZero[0]));
     ippsMulC_32f_I(1.0f, negZero, 1);
@@ -149,52 +149,52 @@ TEST(IppsVector, ScalingAndOffsetHonourTheirSpecialValues)
 // unless it is where the search starts.
 TEST(IppsVector, MaxAndThresholdsPassOverNaN)
 {
-    const float later[4] = { 1.0f, kNaN, 3.0f, -2.0f };
-    const float first[3] = { kNaN, 5.0f, 1.0f };
+    const float later[4] = {1.0f, kNaN, 3.0f, -2.0f};
+    const float first[3] = {kNaN, 5.0f, 1.0f};
     float m = 0;
     ASSERT_EQ(ippsMax_32f(later, 4, &m), ippStsNoErr);
     EXPECT_EQ(m, 3.0f);
     ippsMax_32f(first, 3, &m);
     EXPECT_TRUE(std::isnan(m));
 
-    float lt[4] = { 0.5f, 1.0f, 2.0f, kNaN };
+    float lt[4] = {0.5f, 1.0f, 2.0f, kNaN};
     ippsThreshold_LT_32f_I(lt, 4, 1.0f);
-    EXPECT_EQ(std::vector<float>(lt, lt + 3), (std::vector<float> { 1.0f, 1.0f, 2.0f }));
+    EXPECT_EQ(std::vector<float>(lt, lt + 3), (std::vector<float>{1.0f, 1.0f, 2.0f}));
     EXPECT_TRUE(std::isnan(lt[3]));
-    float gt[4] = { 0.5f, 1.0f, 2.0f, kNaN };
+    float gt[4] = {0.5f, 1.0f, 2.0f, kNaN};
     ippsThreshold_GT_32f_I(gt, 4, 1.0f);
-    EXPECT_EQ(std::vector<float>(gt, gt + 3), (std::vector<float> { 0.5f, 1.0f, 1.0f }));
+    EXPECT_EQ(std::vector<float>(gt, gt + 3), (std::vector<float>{0.5f, 1.0f, 1.0f}));
     EXPECT_TRUE(std::isnan(gt[3]));
 }
 
 TEST(IppsVector, LogarithmReportsTheFirstBadArgument)
 {
-    float v[3] = { 1.0f, 0.0f, -1.0f };
+    float v[3] = {1.0f, 0.0f, -1.0f};
     EXPECT_EQ(ippsLn_32f_I(v, 3), ippStsLnZeroArg);
     EXPECT_EQ(v[0], 0.0f);
     EXPECT_EQ(v[1], -kInf);
     EXPECT_TRUE(std::isnan(v[2]));
-    float w[3] = { -1.0f, 0.0f, kNaN };
+    float w[3] = {-1.0f, 0.0f, kNaN};
     float out[3];
     EXPECT_EQ(ippsLn_32f(w, out, 3), ippStsLnNegArg);
     EXPECT_TRUE(std::isnan(out[0]));
     EXPECT_EQ(out[1], -kInf);
     EXPECT_TRUE(std::isnan(out[2]));
-    float negZero[2] = { kNaN, -0.0f };
+    float negZero[2] = {kNaN, -0.0f};
     EXPECT_EQ(ippsLn_32f_I(negZero, 2), ippStsLnNegArg);
     EXPECT_TRUE(std::isnan(negZero[1]));
 }
 
 TEST(IppsVector, SquareRootAndExponentialAtTheirLimits)
 {
-    float s[4] = { 4.0f, -1.0f, 0.0f, kNaN };
+    float s[4] = {4.0f, -1.0f, 0.0f, kNaN};
     EXPECT_EQ(ippsSqrt_32f_I(s, 4), ippStsSqrtNegArg);
     EXPECT_EQ(s[0], 2.0f);
     EXPECT_TRUE(std::isnan(s[1]));
     EXPECT_EQ(s[2], 0.0f);
     EXPECT_TRUE(std::isnan(s[3]));
 
-    float e[3] = { 0.0f, 88.72284f, 88.7228f };
+    float e[3] = {0.0f, 88.72284f, 88.7228f};
     EXPECT_EQ(ippsExp_32f_I(e, 3), ippStsNoErr);
     EXPECT_EQ(e[0], 1.0f);
     EXPECT_EQ(e[1], kInf);

@@ -29,7 +29,7 @@ inline std::vector<int> randomCuts(int total, int largest, unsigned seed)
     std::mt19937 gen(seed);
     std::uniform_int_distribution<int> dist(1, largest);
     std::vector<int> cuts;
-    const int fixed[] = { 1, 257, largest };
+    const int fixed[] = {1, 257, largest};
     for (int done = 0, i = 0; done < total; ++i) {
         const int want = i < 3 ? fixed[i] : dist(gen);
         const int n = std::min(want, total - done);
@@ -49,7 +49,8 @@ inline double sumTolerance(double reference, double sumOfMagnitudes)
 
 // Runs check once with each instruction set that both this processor and the build
 // have, so the code paths this machine would not pick are tested as well.
-template <typename Check> void forEachInstructionSet(Check check)
+template <typename Check>
+void forEachInstructionSet(Check check)
 {
     for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
         hwy::SetSupportedTargetsForTest(target);
