@@ -2,12 +2,14 @@
 // spherical harmonics and convolutions computed here in double precision.
 
 #include "beamformer/CMbf.h"
+#include "beamformer/CZircFactory.h"
 #include "beamformer/tables/MbfSteeringTables.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <random>
 #include <vector>
@@ -140,12 +142,37 @@ std::vector<double> referenceBeam(const std::vector<std::vector<float>>& modes,
 }
 } // namespace
 
+namespace {
+// The mode signals of a plane wave of unit amplitude from (theta, phi): sqrt((2n+1)/4pi)
+// times the harmonic of the direction, which the steering sum turns into
+// P_n(cos gamma), gamma the angle between beam and source (addition theorem).
+std::vector<double> planeWave(double theta, double phi)
+{
+    std::vector<double> modes(16);
+    for (int n = 0; n < 4; ++n)
+        for (int m = -n; m <= n; ++m) {
+            const double trig = m == 0 ? 1.0 : m > 0 ? std::cos(m * phi * kDegree) : std::sin(-m * phi * kDegree);
+            modes[n * n + n + m] = std::sqrt((2 * n + 1) / (4.0 * std::numbers::pi)) * elevation(n, std::abs(m), theta) * trig;
+        }
+    return modes;
+}
+
+// The beam response sum a_n P_n(cos gamma) of plateau shape a.
+double patternResponse(const double a[4], double beamTheta, double beamPhi, double theta, double phi)
+{
+    const double cosGamma = std::cos(beamTheta * kDegree) * std::cos(theta * kDegree)
+                            + std::sin(beamTheta * kDegree) * std::sin(theta * kDegree) * std::cos((beamPhi - phi) * kDegree);
+    double response = 0.0;
+    for (int n = 0; n < 4; ++n)
+        response += a[n] * std::legendre(n, cosGamma);
+    return response;
+}
+} // namespace
+
 TEST(MbfSteering, APlaneWaveIsHeardWithThePatternOfThePlateaus)
 {
-    // The mode signals of a plane wave from (thetaS, phiS), and order filters of one
-    // tap a_n sqrt(4 pi / (2n + 1)): by the addition theorem the beam's response is
-    // sum a_n P_n(cos gamma), gamma the angle between beam and source. Third-order
-    // cardioid: the Legendre coefficients of ((1 + cos gamma) / 2)^3.
+    // Order filters of one tap a_n sqrt(4 pi / (2n + 1)), the plateau of a pattern whose
+    // response is sum a_n P_n: here the third-order cardioid.
     const double a[4] = {0.25, 0.45, 0.25, 0.05};
     std::vector<std::vector<float>> plateau(4);
     for (int n = 0; n < 4; ++n)
@@ -155,28 +182,65 @@ TEST(MbfSteering, APlaneWaveIsHeardWithThePatternOfThePlateaus)
     for (int trial = 0; trial < 20; ++trial) {
         const int beamTheta = static_cast<int>(theta(rng)), beamPhi = static_cast<int>(phi(rng));
         const double sourceTheta = theta(rng), sourcePhi = phi(rng);
-        std::vector<std::vector<float>> modes(16, std::vector<float>(8));
-        for (int n = 0; n < 4; ++n)
-            for (int m = -n; m <= n; ++m) {
-                const double trig = m == 0 ? 1.0
-                                    : m > 0 ? std::cos(m * sourcePhi * kDegree)
-                                            : std::sin(-m * sourcePhi * kDegree);
-                const double wave = std::sqrt((2 * n + 1) / (4.0 * std::numbers::pi))
-                                    * elevation(n, std::abs(m), sourceTheta) * trig;
-                std::fill(modes[n * n + n + m].begin(), modes[n * n + n + m].end(), static_cast<float>(wave));
-            }
-        const double cosGamma = std::cos(beamTheta * kDegree) * std::cos(sourceTheta * kDegree)
-                                + std::sin(beamTheta * kDegree) * std::sin(sourceTheta * kDegree)
-                                      * std::cos((beamPhi - sourcePhi) * kDegree);
-        double response = 0.0;
-        for (int n = 0; n < 4; ++n)
-            response += a[n] * std::legendre(n, cosGamma);
+        const auto wave = planeWave(sourceTheta, sourcePhi);
+        std::vector<std::vector<float>> modes(16);
+        for (int k = 0; k < 16; ++k)
+            modes[k].assign(8, static_cast<float>(wave[k]));
         Beam beam(8, 0.0f, plateau);
         beam.mbf.setTheta(static_cast<float>(beamTheta));
         beam.mbf.setPhi(static_cast<float>(beamPhi));
         ASSERT_EQ(beam.mbf.start(), 0);
         const auto out = beam.run(modes, 8);
-        EXPECT_NEAR(out[7], response, 2e-6) << beamTheta << " " << beamPhi << " " << sourceTheta << " " << sourcePhi;
+        EXPECT_NEAR(out[7], patternResponse(a, beamTheta, beamPhi, sourceTheta, sourcePhi), 2e-6)
+            << beamTheta << " " << beamPhi << " " << sourceTheta << " " << sourcePhi;
+    }
+}
+
+TEST(MbfSteering, EveryLibraryPatternFormsItsBeamAboveThreeKilohertz)
+{
+    // A 4410 Hz plane wave (ten samples a period) through each pattern's order filters
+    // at its default parameter; above 3 kHz every row stands on its plateau, so the
+    // beam's amplitude is |sum a_n P_n(cos gamma)| for the pattern's shape.
+    const double shapes[kPatternCount][4] = {
+        {1, 0, 0, 0}, {0.1753, 0.3822, 0.3177, 0.1247}, {0.2342, 0.4672, 0.2984, 0}, {0.3640, 0.6359, 0, 0},
+        {1.0 / 16, 3.0 / 16, 5.0 / 16, 7.0 / 16}, {1.0 / 9, 3.0 / 9, 5.0 / 9, 0}, {0.25, 0.75, 0, 0},
+        {0.25, 0.45, 0.25, 0.05}, {1.0 / 3, 0.5, 1.0 / 6, 0}, {0.5, 0.5, 0, 0}, {0, 1, 0, 0}, {2.0 / 3, 0, -2.0 / 3, 0}};
+    constexpr int kBlock = 256;
+    constexpr int kMeasured = 2000;
+    const CZircFactory factory;
+    ASSERT_EQ(factory.mNumPatterns, kPatternCount);
+    const float delay = (factory.mMaxModalTaps - 1) / 2;
+    const int settle = 2 * static_cast<int>(delay) + 1;
+    const std::vector<std::pair<double, double>> sources{{60, 45}, {150, 45}, {120, 225}, {20, 300}, {90, 0}};
+    for (int index = 0; index < kPatternCount; ++index) {
+        const vkPattern& pattern = *factory.pattern(index);
+        const int p = pattern.defaultParameter();
+        std::vector<std::vector<float>> rows(4);
+        for (int n = 0; n < 4; ++n)
+            rows[n].assign(pattern.modalRow(p, n), pattern.modalRow(p, n) + pattern.modalLengths(p)[n]);
+        for (const auto& [theta, phi] : sources) {
+            const auto wave = planeWave(theta, phi);
+            std::vector<std::vector<float>> modes(16, std::vector<float>(settle + kMeasured));
+            for (int s = 0; s < settle + kMeasured; ++s) {
+                const double x = std::sin(2.0 * std::numbers::pi * s / 10.0);
+                for (int k = 0; k < 16; ++k)
+                    modes[k][s] = static_cast<float>(wave[k] * x);
+            }
+            Beam beam(kBlock, delay, rows);
+            beam.mbf.setTheta(60.0f);
+            beam.mbf.setPhi(45.0f);
+            ASSERT_EQ(beam.mbf.start(), 0);
+            const auto out = beam.run(modes, kBlock);
+            double c = 0.0, q = 0.0;
+            for (int s = settle; s < settle + kMeasured; ++s) {
+                c += out[s] * std::sin(2.0 * std::numbers::pi * s / 10.0);
+                q += out[s] * std::cos(2.0 * std::numbers::pi * s / 10.0);
+            }
+            const double amplitude = 2.0 * std::hypot(c, q) / kMeasured;
+            EXPECT_NEAR(amplitude, std::abs(patternResponse(shapes[index], 60, 45, theta, phi)), 0.01)
+                << std::string(pattern.mName, strnlen(pattern.mName, sizeof pattern.mName)) << " from " << theta << " "
+                << phi;
+        }
     }
 }
 
