@@ -18,6 +18,22 @@ typename List::value_type lastNamed(const List& list)
     return {};
 }
 
+// Opens and starts a device: 0, or 1 when there is none, 2 when it doesn't open, 3 when
+// it doesn't start (and is closed again).
+template <class Device, class... OpenArgs>
+int startDevice(const boost::shared_ptr<Device>& device, const OpenArgs&... args)
+{
+    if (!device)
+        return 1;
+    if (device->open(args...) != midi_ok)
+        return 2;
+    if (device->start() != midi_ok) {
+        device->close();
+        return 3;
+    }
+    return 0;
+}
+
 // Set-up values sent once an array answers.
 constexpr std::string_view kArraySetup = "000001FE";
 } // namespace
@@ -38,37 +54,22 @@ CZibControl::~CZibControl()
     closePort();
 }
 
-// 0 when both devices are open and started; otherwise where it stopped, with nothing
-// left open.
+// 0 when both devices are open and started, otherwise where it stopped (1 to 3 the
+// output, 4 to 6 the input), with nothing left open.
 int CZibControl::openPort()
 {
     midi_output_list_t outputs;
     mPorts.outputs(outputs);
     const boost::shared_ptr<midi_output_dev_t> output = lastNamed(outputs);
-    if (!output)
-        return 1;
-    if (output->open() != midi_ok)
-        return 2;
-    if (output->start() != midi_ok) {
-        output->close();
-        return 3;
-    }
+    if (const int result = startDevice(output))
+        return result;
     midi_input_list_t inputs;
     mPorts.inputs(inputs);
     const boost::shared_ptr<midi_input_dev_t> input = lastNamed(inputs);
-    int result = 0;
-    if (!input)
-        result = 4;
-    else if (input->open(mPool) != midi_ok)
-        result = 5;
-    else if (input->start() != midi_ok) {
-        input->close();
-        result = 6;
-    }
-    if (result != 0) {
+    if (const int result = startDevice(input, mPool)) {
         output->stop();
         output->close();
-        return result;
+        return 3 + result;
     }
     QMutexLocker lock(&mSendLock);
     mOutput = output;
