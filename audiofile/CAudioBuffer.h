@@ -84,7 +84,6 @@ public:
 
     std::uint64_t blockCount() const { return mBlockCount.load(std::memory_order_relaxed); }
     int frames() const { return mFrames; }
-    int bufferBytes() const { return mBuffers.empty() ? 0 : int(mBuffers.front().size()); }
     float scale() const { return mScale; }
     float inverseScale() const { return mInverseScale; }
 

@@ -3,7 +3,8 @@
 // with only an output format plays a file; one with only an input format records into a
 // new file (24-bit PCM at the graph's rate). The audio thread only converts between its
 // blocks and a ring of four buffers of about five seconds each; a disk thread moves
-// whole buffers, handed over by the main thread on a short timer.
+// whole buffers, handed over by the main thread on a short timer. A host that runs
+// blocks without an event loop (an offline render) calls checkQueue() between blocks.
 //
 // process(): audio thread: no allocation, no I/O; the only locks are the ring's state
 // and queue locks. Every other operation belongs to the main thread.
@@ -28,7 +29,6 @@ public:
     enum tTransport { transportStopped = 0, transportRunning = 1, transportPaused = 2 };
     enum tMode { modeRecording = 0, modePlaying = 1, modeNoFile = 2 };
     enum tFileResult {
-        fileErrNotFileMode = 100,
         fileErrOpen = 101,
         fileErrDirection = 102,
         fileErrCreate = 103,

@@ -44,8 +44,6 @@ public:
     // Fills `bytes` from the current position up to the end of the data chunk, zeros
     // behind; gives the bytes read.
     qint64 readSamples(QByteArray& bytes);
-    // Reads into raw memory; same rules.
-    qint64 readSamples(char* bytes, qint64 count);
     bool seekFrames(std::int32_t frame);
 
     std::int64_t numFrames() const;
@@ -63,7 +61,6 @@ public:
 
     const CFmtChunk& fmt() const { return mFmt; }
     const CLevlChunk& levl() const { return mLevl; }
-    const CDs64Chunk& ds64() const { return mDs64; }
     CBextChunk& bext() { return mBext; }
     std::uint64_t dataOffset() const { return mDataOffset; }
     std::uint64_t dataSize() const { return mDataSize; }
@@ -79,6 +76,7 @@ private:
     void finishRecording();
     void patchHeader(std::uint64_t headerEnd, std::uint64_t dataSize);
     void writeAt(qint64 position, const QByteArray& bytes);
+    qint64 readSamples(char* bytes, qint64 count);
 
     QStringList mChunkIds;
     QFile* mFile = nullptr;
