@@ -94,11 +94,11 @@ void vkxShadowFilterBanks::settle()
 {
     const int pending = mPending.exchange(-1, std::memory_order_acquire);
     if (pending >= 0) {
-        free(mCurrent);
-        free(mNext);
+        release(mCurrent);
+        release(mNext);
         mCurrent = pending;
     } else if (mNext >= 0) {
-        free(mCurrent);
+        release(mCurrent);
         mCurrent = mNext;
     }
     mNext = -1;
@@ -125,11 +125,6 @@ void vkxShadowFilterBanks::publish(int bank, int taps)
 }
 
 void vkxShadowFilterBanks::release(int bank)
-{
-    free(bank);
-}
-
-void vkxShadowFilterBanks::free(int bank)
 {
     if (bank >= 0)
         mFree.fetch_or(1u << bank, std::memory_order_release);
@@ -197,7 +192,7 @@ void vkxShadowFilterBanks::endBlock(const Span& span)
     mFadePos += span.fade;
     if (mFadePos < mFadeLength)
         return;
-    free(mCurrent);
+    release(mCurrent);
     mCurrent = mNext;
     mNext = -1;
     mNextRun = 0;

@@ -110,7 +110,8 @@ public:
     // Hands a claimed bank to the audio thread as pending; `taps` is the longest filter
     // in it, the length of its warm-up. Every write to the bank must come before.
     void publish(int bank, int taps);
-    // Returns a claimed bank unpublished.
+    // Returns a bank to the free ones: a claimed bank left unpublished, or (audio
+    // thread) one that no role refers to any more. -1 is ignored.
     void release(int bank);
     bool hasPending() const { return mPending.load(std::memory_order_acquire) >= 0; }
 
@@ -133,8 +134,6 @@ public:
     const float* fadeOut() const { return mFadeOut.get(); }
 
 private:
-    void free(int bank);
-
     static constexpr unsigned kAllFree = (1u << kBankCount) - 1;
     static_assert(std::atomic<int>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free);
 
