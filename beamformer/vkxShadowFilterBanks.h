@@ -4,11 +4,12 @@
 // padded to a fixed latency in memory reserved in advance, and vkxShadowFilterBanks,
 // which of three banks of them plays which role and the cross-fade between them.
 //
-// The owner keeps the banks' storage; vkxShadowFilterBanks only hands out bank indices. A newly
-// loaded bank runs as `next` beside the `current` one, unheard, until its longest filter
-// is full (warm-up); then the output cross-fades from current to next along
-// exp(-t / tau) over five time constants, and next becomes current. A bank loaded while
-// a fade runs waits as `pending`; a later load replaces it, so only the newest survives.
+// The owner keeps the banks' storage; vkxShadowFilterBanks only hands out bank indices.
+// A loaded bank is in force at once when none is; otherwise it runs as `next` beside
+// the `current` one, unheard, until its longest filter is full (warm-up), then the
+// output cross-fades from current to next along exp(-t / tau) over five time constants
+// and next becomes current. A bank loaded while next is busy waits as `pending`; a
+// later load replaces it, so only the newest survives.
 //
 // Hand-over between the control thread and the audio thread, and why it looks like this.
 // The audio thread alone moves banks between the roles current and next. The control
@@ -25,7 +26,8 @@
 // next: whichever exchange comes first decides who owns the bank. Both threads use only
 // single atomic read-modify-writes: the audio thread never waits, never retries, and
 // never sees a bank before its last write. Three banks are enough, because at most two
-// are heard and the third is either pending or being rewritten, never both. A fourth
+// run (current and next) and the third is either pending or being rewritten, never
+// both. A fourth
 // bank would only be needed to keep the old pending bank alive while its replacement is
 // written, and a compare-and-swap over one packed role word would make the audio thread
 // loop when the control thread changes the word under it.
