@@ -11,7 +11,7 @@ public:
     CDelayLine& operator=(const CDelayLine&) = delete;
 
     // Sets the delay (not negative) and clears the ring; grows the buffer when needed.
-    // Returns 0, or 1 when the buffer could not be grown (the line must not run then).
+    // Returns 0, or 1 when the buffer could not be grown; the line then gives silence.
     int setDelay(int delay);
 
     // out[i] = in[i - delay]; in and out may be the same buffer.

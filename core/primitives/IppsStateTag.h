@@ -1,7 +1,7 @@
 #pragma once
 // Every filter state begins with one of these tags, so an operation handed a state of
-// another kind (or one already released) can answer ippStsContextMatchErr instead of
-// misreading it.
+// another kind answers ippStsContextMatchErr instead of misreading it. A state's tag is
+// cleared when it is freed.
 
 #include <cstdint>
 #include <cstring>
