@@ -23,11 +23,11 @@ public:
     static constexpr int kAzimuthRows = 2 * (kOrders - 1);
     static constexpr int kFadeTimeConstantMs = 50;
 
-    // Results of setOrderFilters beyond the shared codes.
+    // Results of its own, beyond the shared codes.
     enum Result : int {
         kErrOrderTooLow = 101,    // the mode input has fewer than 16 channels
         kErrFilterTooLong = 102,  // a filter is longer than 2 trunc(filterDelay) + 1
-        kErrNegativeDelay = vkErrFileName,
+        kErrNegativeDelay = vkErrFileName,  // setFilterDelay with a negative delay
     };
 
     CMbf();
