@@ -166,7 +166,7 @@ ASIOError CJackDriver::getChannelInfo(ASIOChannelInfo* info)
 {
     if (!mClient)
         return ASE_NotPresent;
-    if (!validChannel(info->channel, info->isInput))
+    if (!validChannel(info->channel))
         return ASE_InvalidParameter;
     info->isActive = std::any_of(mChannels.begin(), mChannels.end(), [info](const Channel& c) {
         return c.input == (info->isInput != 0) && c.number == info->channel;
@@ -186,7 +186,7 @@ ASIOError CJackDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t numChan
     if (numChannels < 0 || !callbacks || bufferSize != static_cast<std::int32_t>(jack_get_buffer_size(mClient)))
         return ASE_InvalidMode;
     for (std::int32_t i = 0; i < numChannels; ++i)
-        if (!validChannel(infos[i].channelNum, infos[i].isInput))
+        if (!validChannel(infos[i].channelNum))
             return ASE_InvalidParameter;
     mBlock = static_cast<jack_nframes_t>(bufferSize);
     mMemory.assign(static_cast<std::size_t>(numChannels) * 2 * mBlock, 0);
@@ -231,9 +231,9 @@ ASIOError CJackDriver::outputReady()
     return ASE_NotPresent;
 }
 
-bool CJackDriver::validChannel(std::int32_t number, bool input) const
+// Inputs and outputs have the same count.
+bool CJackDriver::validChannel(std::int32_t number) const
 {
-    (void)input; // inputs and outputs have the same count
     return number >= 0 && number < kChannels;
 }
 

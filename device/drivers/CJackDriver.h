@@ -61,7 +61,7 @@ private:
     int process(jack_nframes_t frames);
     void reportEvents();
     void connectPhysical();
-    bool validChannel(std::int32_t number, bool input) const;
+    bool validChannel(std::int32_t number) const;
     void setError(const char* text);
 
     jack_client_t* mClient = nullptr;

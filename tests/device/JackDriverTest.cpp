@@ -167,6 +167,17 @@ protected:
 
 pid_t JackDriver::sServer = 0;
 
+TEST_F(JackDriver, IsNotListedWithoutAServerAndStartsNone)
+{
+    const std::string own = getenv("JACK_DEFAULT_SERVER");
+    setenv("JACK_DEFAULT_SERVER", (own + "-absent").c_str(), 1);
+    hostInit();
+    for (int i = 0; i < hostDriverCount(); ++i)
+        EXPECT_STRNE(hostDriverName(i), CJackDriver::kName);
+    EXPECT_FALSE(CJackDriver::serverReachable()) << "listing must not start a server";
+    setenv("JACK_DEFAULT_SERVER", own.c_str(), 1);
+}
+
 TEST_F(JackDriver, IsListedAndTakesTheServersRateAndPeriod)
 {
     hostInit();
