@@ -139,13 +139,15 @@ int CZibMessage::checkEnvelope(const std::uint8_t* data, int size)
 
 int CZibMessage::checkFields(const std::uint8_t* data, int size)
 {
+    // The checks in order, failing with -2, -3, ... in turn: a separator (no digits), a
+    // hex field of `digits` characters, or the type (at -1).
     struct Step {
         int at;
-        int digits; // 0: a separator
+        int digits;
     };
-    static constexpr Step kSteps[] = {{8, 0},  {kAtPrefix, 2},   {11, 0}, {kAtTarget, 2},
-                                      {14, 0}, {-1, 0},          {17, 0}, {kAtSequence, 8},
-                                      {26, 0}, {kAtCommand, 8},  {35, 0}, {kAtLength, 2}};
+    static constexpr Step kSteps[] = {{8, 0},  {kAtPrefix, 2},  {11, 0}, {kAtTarget, 2},
+                                      {14, 0}, {-1, 0},         {17, 0}, {kAtSequence, 8},
+                                      {26, 0}, {kAtCommand, 8}, {35, 0}, {kAtLength, 2}};
     if (size < kSize)
         return -1;
     int code = -2;
@@ -159,7 +161,7 @@ int CZibMessage::checkFields(const std::uint8_t* data, int size)
     }
     if (hexValue(data, kAtLength, 2) > static_cast<std::uint32_t>(kMaxPayload))
         return -14;
-    if (data[38] != kSeparator)
+    if (data[kAtPayload - 1] != kSeparator)
         return -15;
     if (data[kTrailer] || data[kTrailer + 1] || data[kTrailer + 2] || data[kTrailer + 3])
         return -16;
