@@ -244,7 +244,8 @@ void hostInit()
     hostUnloadDriver();
     vkHostState& s = hostState();
     hostSetModule(nullptr);
-    hostSetTarget(vkTargetCopy);
+    hostSetTarget(vkTargetCopy); // lets go of a module
+    // Every default anew; the atomics rule out assigning a fresh state.
     s.~vkHostState();
     new (&s) vkHostState();
     s.mFunction = hostDefaultCopy;

@@ -148,18 +148,6 @@ TEST_F(Callback, BlocksRunWithoutAllocating)
     EXPECT_EQ(state().mBlockCount.load(), 21);
 }
 
-TEST_F(Callback, WithoutAnObjectTheDefaultCopyCarriesInputsToOutputs)
-{
-    hostStop();
-    ASSERT_EQ(hostSetTarget(vkTargetCopy), 0);
-    ASSERT_EQ(hostStart(), 1);
-    static_cast<std::int16_t*>(half(0, 0))[3] = -1000;
-    static_cast<std::int32_t*>(half(2, 0))[3] = 123456 << 8;
-    driver().callback(0);
-    EXPECT_EQ(static_cast<std::int16_t*>(half(4, 0))[3], -1000);
-    EXPECT_EQ(static_cast<std::int32_t*>(half(6, 0))[3], 123456 << 8);
-}
-
 TEST(CallbackPosting, OutputReadyFollowsEveryBlockWhenTheDriverHasIt)
 {
     CFakeBackend fake;
