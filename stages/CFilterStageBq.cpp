@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <new>
-#include <vector>
 
 namespace {
 // Middle slot word: index of the array in the slot, plus a flag for "newer than the
@@ -77,8 +76,10 @@ int CFilterStageBq::setSections(const int* sections, int channels)
     if (channels != mChannelCount || (channels > 0 && !sections))
         return vkErrRange;
     const int most = channels > 0 ? std::max(0, *std::max_element(sections, sections + channels)) : 0;
-    std::vector<double> scratch(static_cast<std::size_t>(most) * kTapsPerSection);
-    fillPassThrough(scratch.data(), most);
+    std::unique_ptr<double[]> scratch(new (std::nothrow) double[static_cast<std::size_t>(most) * kTapsPerSection]);
+    if (!scratch)
+        return vkErrOutOfMemory;
+    fillPassThrough(scratch.get(), most);
 
     IppStatus status = ippStsNoErr;
     for (int ch = 0; ch < channels; ++ch) {
@@ -88,7 +89,7 @@ int CFilterStageBq::setSections(const int* sections, int channels)
         c.state = nullptr;
         c.sections = 0;
         c.storage.reset();
-        status = ippsIIRInitAlloc64f_BiQuad_32f(&c.state, scratch.data(), sections[ch], nullptr);
+        status = ippsIIRInitAlloc64f_BiQuad_32f(&c.state, scratch.get(), sections[ch], nullptr);
         if (status < 0) {
             c.state = nullptr;
             continue;

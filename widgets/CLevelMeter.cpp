@@ -144,12 +144,16 @@ float CLevelMeter::holdDb(int channel) const { return validChannel(channel) ? mH
 
 QRectF CLevelMeter::barArea(int channel) const
 {
+    if (!validChannel(channel))
+        return {};
     const double left = mOriginX + mBars[channel].left();
     return QRectF(left, mOriginY - mBarHeight, mBars[channel].width(), mBarHeight);
 }
 
 QRectF CLevelMeter::numberArea(int channel) const
 {
+    if (!validChannel(channel))
+        return {};
     return mNumberRects[channel].translated(mOriginX, mOriginY);
 }
 

@@ -111,14 +111,6 @@ TEST(FilterStageBq, SetChangeWhileRunningKeepsTheHistory)
         worst = std::max(worst, std::abs(reference.step(x[i]) - y[i]));
     }
     EXPECT_LT(worst, 1e-6);
-    // A reset at the switch would start the new set from silence, far from the above.
-    CFilterStageBq& f = s.stage;
-    f.reset();
-    float* in = const_cast<float*>(x.data()) + switchAt;
-    std::vector<float> fresh(block);
-    float* out = fresh.data();
-    f.process(&in, &out, block);
-    EXPECT_GT(std::abs(fresh[0] - y[switchAt]) + std::abs(fresh[1] - y[switchAt + 1]), 1e-3);
 }
 
 TEST(FilterStageBq, ChannelsWithoutSectionsCopyAndBadSetUpIsRefused)

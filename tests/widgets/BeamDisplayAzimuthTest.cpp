@@ -25,7 +25,6 @@ class BeamDisplayAzimuth : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        ensureApplication();
         const std::vector<float> r = cardioid();
         ASSERT_EQ(display.addPlot(r.data(), 73, Qt::blue), 0);
         display.setActivePattern(0);

@@ -15,7 +15,6 @@ class BeamDisplayElevation : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        ensureApplication();
         display.addTrack(Qt::red);
         display.addTrack(Qt::blue);
         display.setTheta(0, 90);

@@ -11,10 +11,7 @@
 using namespace widgettest;
 
 namespace {
-class InputVolume : public ::testing::Test {
-protected:
-    void SetUp() override { ensureApplication(); }
-};
+class InputVolume : public ::testing::Test {};
 } // namespace
 
 TEST_F(InputVolume, PreampValueTakesTheNextStepUpAndEmitsNothing)

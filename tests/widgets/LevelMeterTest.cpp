@@ -14,7 +14,6 @@ float fromDb(double db) { return static_cast<float>(std::pow(10.0, db / 20.0)); 
 
 class LevelMeter : public ::testing::Test {
 protected:
-    void SetUp() override { ensureApplication(); }
     // Feeds one level per channel as both envelope and peak.
     static void feed(CLevelMeter& meter, const std::vector<float>& levels)
     {

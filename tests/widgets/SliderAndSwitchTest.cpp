@@ -7,10 +7,7 @@
 using namespace widgettest;
 
 namespace {
-class SliderAndSwitch : public ::testing::Test {
-protected:
-    void SetUp() override { ensureApplication(); }
-};
+class SliderAndSwitch : public ::testing::Test {};
 
 bool greenish(QColor c) { return c.green() > c.red() + 20 && c.green() > c.blue() + 20; }
 bool reddish(QColor c) { return c.red() > c.green() + 60 && c.red() > c.blue() + 60; }

@@ -16,7 +16,6 @@ using namespace widgettest;
 namespace {
 class VolumeUnit : public ::testing::Test {
 protected:
-    void SetUp() override { ensureApplication(); }
     // A master fader: -40..40 dB in tenths, with its gain table.
     static void makeMaster(CVolumeUnit& unit)
     {

@@ -7,21 +7,24 @@
 #include <QTest>
 #include <QWidget>
 
+#include <memory>
+
 #include <gtest/gtest.h>
 
 namespace widgettest {
 
-inline void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "widgets_tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication app(argc, argv);
-}
-
-// Every widget test runs inside the application made before the first test.
+// The application lives from before the first test to after the last, and goes before
+// the program's static objects do.
 struct ApplicationEnvironment : ::testing::Environment {
-    void SetUp() override { ensureApplication(); }
+    void SetUp() override
+    {
+        static int argc = 1;
+        static char name[] = "widgets_tests";
+        static char* argv[] = {name, nullptr};
+        application = std::make_unique<QApplication>(argc, argv);
+    }
+    void TearDown() override { application.reset(); }
+    std::unique_ptr<QApplication> application;
 };
 inline ::testing::Environment* const kApplication = ::testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
 
