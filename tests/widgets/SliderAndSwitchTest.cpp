@@ -1,4 +1,7 @@
+#include "widgets/CBeamDisplayAzimuth.h"
+#include "widgets/CBeamDisplayElevation.h"
 #include "widgets/CHVolumeSlider.h"
+#include "widgets/CLevelMeter.h"
 #include "widgets/COnOffButton.h"
 #include "WidgetTestSupport.h"
 
@@ -65,4 +68,25 @@ TEST_F(SliderAndSwitch, SwitchIsPaintedInTheSchemeOfItsState)
     EXPECT_LT(std::abs(grey.red() - grey.green()) + std::abs(grey.green() - grey.blue()), 6);
     button.setChecked(false);
     EXPECT_TRUE(reddish(pixel(button, centre)));
+}
+
+// Degenerate sizes paint and take clicks without a crash.
+TEST_F(SliderAndSwitch, WidgetsSurviveZeroAndOnePixelSizes)
+{
+    const float flat[3] = {1, 1, 1};
+    CBeamDisplayAzimuth azimuth;
+    azimuth.addPlot(flat, 3, Qt::red);
+    azimuth.setActivePattern(0);
+    CBeamDisplayElevation elevation;
+    elevation.addTrack(Qt::red);
+    elevation.setActivePattern(0);
+    CLevelMeter meter(8);
+    CHVolumeSlider bar;
+    for (QWidget* w : std::initializer_list<QWidget*>{&azimuth, &elevation, &meter, &bar})
+        for (int side : {0, 1}) {
+            w->resize(side, side);
+            EXPECT_EQ(w->grab().size(), QSize(side, side));
+            QTest::mouseClick(w, Qt::LeftButton, {}, QPoint(0, 0));
+        }
+    EXPECT_EQ(meter.holdDb(0), -100.0f);
 }
