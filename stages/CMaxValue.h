@@ -25,8 +25,6 @@ public:
     // Copies count channels of peaks (then zeroes them) and of envelopes. Control thread.
     void readLevels(float* peaks, float* envelopes, int count);
     float releaseTime() const { return mReleaseTime; }
-    float attackCoefficient() const { return mAttackCoefficient; }
-    float releaseCoefficient() const { return mReleaseCoefficient; }
 
 private:
     void computeCoefficients();

@@ -47,7 +47,6 @@ public:
     const tBeamPlot* plot(int index) const;
     // How many curves were built since construction; painting and steering build none.
     long curveBuilds() const { return mCurveBuilds; }
-    void setInteractive(bool interactive) { mInteractive = interactive; }
 
     QSize sizeHint() const override { return {250, 250}; }
     QSize minimumSizeHint() const override { return {50, 50}; }
@@ -75,7 +74,7 @@ protected:
 private:
     bool validIndex(int index) const { return index >= 0 && index < mNumTracks; }
     tBeamPlot* active() const { return validIndex(mActive) ? mPlots[mActive].get() : nullptr; }
-    bool steering() const { return mInteractive && active(); }
+    bool steering() const { return active() != nullptr; }
     std::optional<float> angleAt(const QMouseEvent* event) const;
     void emitPhi();
     QTransform transform() const;
@@ -90,6 +89,5 @@ private:
     float mPressAngle = 0.0f;
     bool mPressed = false;
     bool mDragged = false;
-    bool mInteractive = true;
     long mCurveBuilds = 0;
 };

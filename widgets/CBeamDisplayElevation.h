@@ -24,7 +24,6 @@ public:
     int numTracks() const { return mNumTracks; }
     int activeIndex() const { return mActiveTrack; }
     float theta(int index) const;
-    void setInteractive(bool interactive) { mInteractive = interactive; }
 
     QSize sizeHint() const override { return {250, 300}; }
     QSize minimumSizeHint() const override { return {50, 100}; }
@@ -49,7 +48,7 @@ protected:
 
 private:
     bool validIndex(int index) const { return index >= 0 && index < mNumTracks; }
-    bool steering() const { return mInteractive && validIndex(mActiveTrack); }
+    bool steering() const { return validIndex(mActiveTrack); }
     std::optional<float> angleAt(const QMouseEvent* event) const;
     QTransform transform() const;
     void drawNeedle(class QPainter& painter, int index, double width) const;
@@ -63,5 +62,4 @@ private:
     float mPressAngle = 0.0f;
     bool mPressed = false;
     bool mDragged = false;
-    bool mInteractive = true;
 };

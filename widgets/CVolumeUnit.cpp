@@ -48,12 +48,9 @@ CVolumeUnit::CVolumeUnit(int controls, QWidget* parent)
     connect(mSlider, &QSlider::valueChanged, this, &CVolumeUnit::sendGain);
 
     // 5 / 0.1f in double precision truncates to 49, the page step the fader always had.
+    // The slider stays at position 0, 0 dB, in agreement with the edit's "0"; owners set
+    // their value at once.
     setRange(mMin, mMax, mStep, mSingleStep, static_cast<int>(5.0 / mStep));
-    {
-        // Start at 0 dB, in agreement with the edit's "0"; owners set their value at once.
-        const QSignalBlocker quiet(mSlider);
-        mSlider->setValue(0);
-    }
     buildLayout();
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
 }
