@@ -36,7 +36,7 @@ public:
         int value = 0;
         const int result = copyParameter(data, id, &value, count, type, true);
         if (result == vkOk)
-            values[channel & 1][id] = value;
+            values[channel & 1][id & 1] = value;
         return result;
     }
     int values[2][2] = {};
