@@ -3,7 +3,6 @@
 #include "audiofile/CAudioBuffer.h"
 #include "audiofile/CWaveFile.h"
 
-#include <QMutexLocker>
 
 CBufferThread::CBufferThread(CAudioBuffer* ring)
     : mRing(ring)
@@ -19,7 +18,7 @@ void CBufferThread::post(int mode, CWaveFile* wave, QByteArray* buffer)
 {
     bool startRun = false;
     {
-        QMutexLocker lock(&mLock);
+        std::unique_lock lock(mLock);
         mStop = false;
         mMode = mode;
         mWave = wave;
@@ -27,7 +26,7 @@ void CBufferThread::post(int mode, CWaveFile* wave, QByteArray* buffer)
         startRun = !mActive;
         mActive = true;
         if (!startRun)
-            mWake.wakeOne();
+            mWake.notify_one();
     }
     if (startRun) {
         wait(); // a run that has decided to leave is gone before the next begins
@@ -38,9 +37,9 @@ void CBufferThread::post(int mode, CWaveFile* wave, QByteArray* buffer)
 void CBufferThread::finish()
 {
     {
-        QMutexLocker lock(&mLock);
+        std::unique_lock lock(mLock);
         mStop = true;
-        mWake.wakeOne();
+        mWake.notify_one();
     }
     wait();
 }
@@ -48,7 +47,7 @@ void CBufferThread::finish()
 void CBufferThread::cancel()
 {
     {
-        QMutexLocker lock(&mLock);
+        std::unique_lock lock(mLock);
         mJobs.clear();
     }
     finish();
@@ -56,13 +55,13 @@ void CBufferThread::cancel()
 
 bool CBufferThread::takeJob(QByteArray*& buffer)
 {
-    QMutexLocker lock(&mLock);
+    std::unique_lock lock(mLock);
     while (mJobs.isEmpty()) {
         if (mStop) {
             mActive = false;
             return false;
         }
-        mWake.wait(&mLock);
+        mWake.wait(lock);
     }
     buffer = mJobs.takeFirst();
     return true;
@@ -73,7 +72,7 @@ void CBufferThread::run()
     int mode;
     CWaveFile* wave;
     {
-        QMutexLocker lock(&mLock);
+        std::unique_lock lock(mLock);
         mode = mMode;
         wave = mWave;
     }

@@ -1,13 +1,16 @@
 #pragma once
 // The disk thread of a streaming file: moves whole ring buffers to or from the wave file,
 // in the order they were posted. It hands each buffer back to the ring itself when its
-// transfer is done, so that no completion can arrive after a stop or a seek.
+// transfer is done, so that no completion can arrive after a stop or a seek. The job
+// list is guarded by standard library primitives, which the thread sanitizer follows
+// through a wait.
 
 #include <QByteArray>
 #include <QList>
-#include <QMutex>
 #include <QThread>
-#include <QWaitCondition>
+
+#include <condition_variable>
+#include <mutex>
 
 class CAudioBuffer;
 class CWaveFile;
@@ -38,6 +41,6 @@ private:
     QList<QByteArray*> mJobs;
     bool mStop = false;
     bool mActive = false; // between a start and the run's decision to leave
-    QMutex mLock;
-    QWaitCondition mWake;
+    std::mutex mLock;
+    std::condition_variable mWake;
 };
