@@ -219,6 +219,30 @@ TEST(Playing, TheTransportLandsWhereAUserExpects)
     EXPECT_EQ(got, atEnd);
 }
 
+TEST(Playing, APlayerThatOutrunsTheDiskWaitsInSilenceAndResumesInPlace)
+{
+    QTemporaryDir dir;
+    const QString path = scratchPath(dir, "outrun.wav");
+    const SourceFormat format{1, 3};
+    constexpr std::int64_t fileFrames = 200000; // more than the ring holds
+    writeSource(path, fileFrames, 1, format);
+    Player player(1);
+    ASSERT_EQ(player.node.openFile(path, CAudioFile::modePlaying), 0);
+    player.node.startFile(false); // primes all four buffers, then nothing is handed over
+    const std::int64_t ringFrames = 4 * 35 * frames;
+    for (std::int64_t first = 0; first < ringFrames; first += frames)
+        player.node.process(nullptr, player.out.data(), frames);
+    EXPECT_EQ(player.node.position(), ringFrames);
+    for (auto& channel : player.out.samples)
+        std::fill(channel.begin(), channel.end(), 0.5f);
+    player.node.process(nullptr, player.out.data(), frames);
+    EXPECT_EQ(player.node.position(), ringFrames);
+    EXPECT_EQ(player.firstMismatch(0, 0, format, 0), -1); // silence, not stale samples
+    player.node.checkQueue();
+    player.node.process(nullptr, player.out.data(), frames);
+    EXPECT_EQ(player.firstMismatch(ringFrames, 1, format, fileFrames), -1);
+}
+
 TEST(Playing, ProcessNeverAllocatesAcrossBuffers)
 {
     QTemporaryDir dir;
@@ -301,6 +325,13 @@ TEST(Playing, ParametersFollowTheTables)
     EXPECT_EQ(player.node.setChannelParameter(0, 3, &frame, 1, vkTypeFloat), vkErrParameterShape);
     EXPECT_EQ(player.node.setChannelParameter(0, 4, &yes, 1, vkTypeBool), vkErrParameterId);
     EXPECT_EQ(player.node.getChannelParameter(0, -1, &running, 1, vkTypeBool), vkErrParameterId);
+
+    // Blocks are whole: another length is refused.
+    EXPECT_EQ(player.node.process(nullptr, player.out.data(), frames - 1), vkErrFormat);
+    CAudioFile fresh;
+    EXPECT_EQ(fresh.process(nullptr, player.out.data(), frames), vkErrNotConfigured);
+    EXPECT_EQ(fresh.setFormat(vkAudioInterface::timeDomain(1, rate, 256), vkAudioInterface::timeDomain(1, rate, 512)),
+              vkErrFormat);
 
     // A node with both directions can't take a file name; a started one takes none.
     CAudioFile both;

@@ -113,6 +113,21 @@ TEST_P(RecordingTest, APausedTakeDoesNotGrow)
     expectTake(9 * frames);
 }
 
+TEST_P(RecordingTest, ASwitchOfTheDiskSideMidTakeKeepsTheOrder)
+{
+    Recorder rec(2, rate, frames);
+    ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
+    rec.node.startFile(useThread);
+    rec.feed(rec.blocksPerBuffer + 3);
+    rec.node.checkQueue();
+    rec.node.startFile(!useThread); // a second start changes the disk side only
+    EXPECT_EQ(rec.node.transport(), CAudioFile::transportRunning);
+    rec.feed(2 * rec.blocksPerBuffer);
+    rec.node.checkQueue();
+    rec.node.stopFile();
+    expectTake((3 * std::int64_t(rec.blocksPerBuffer) + 3) * frames);
+}
+
 INSTANTIATE_TEST_SUITE_P(DiskThread, RecordingTest, testing::Values(true));
 INSTANTIATE_TEST_SUITE_P(MainThread, RecordingTest, testing::Values(false));
 
