@@ -154,6 +154,7 @@ TEST(Recording, ThePeakEnvelopeHoldsTheTakesPeaks)
     const QString path = scratchPath(dir, "peaks.wav");
     constexpr int peakBlock = 300; // not a divisor of the block length
     constexpr int blocks = 7;
+    application();
     CAudioFile node;
     node.setFormat(vkAudioInterface::timeDomain(3, rate, 256), vkAudioInterface());
     ASSERT_EQ(node.setPeakBlockSize(peakBlock), 0);

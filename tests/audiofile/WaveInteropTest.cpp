@@ -49,6 +49,7 @@ std::vector<float> sndfileSamples(const QString& path, SF_INFO& info)
 std::vector<float> playedSamples(const QString& path, int channels, std::int64_t frames)
 {
     constexpr int block = 256;
+    application();
     CAudioFile node;
     node.setFormat(vkAudioInterface(), vkAudioInterface::timeDomain(channels, 44100.0f, block));
     if (node.openFile(path, CAudioFile::modePlaying) != 0)
@@ -148,6 +149,40 @@ TEST(Interop, WePlayWhatLibsndfileWrites)
         for (std::size_t i = 0; i < ours.size(); ++i)
             ASSERT_EQ(ours[i], reference[i] + offset) << "sample " << i;
     }
+}
+
+TEST(Interop, TheirFilesWithChunkIdsInCapitalsAndOddChunksPlayTheSame)
+{
+    QTemporaryDir dir;
+    const QString original = scratchPath(dir, "original.wav");
+    constexpr int channels = 1;
+    constexpr std::int64_t frames = 999;
+    std::vector<double> signal(std::size_t(frames * channels));
+    for (std::size_t i = 0; i < signal.size(); ++i)
+        signal[i] = 0.7 * std::cos(0.02 * double(i));
+    SF_INFO info{0, 48000, channels, SF_FORMAT_WAV | SF_FORMAT_PCM_24, 0, 0};
+    SNDFILE* file = sf_open(original.toLocal8Bit().constData(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    sf_writef_double(file, signal.data(), frames); // 999 * 3 bytes: an odd-sized data chunk
+    sf_close(file);
+
+    QFile in(original);
+    ASSERT_TRUE(in.open(QIODevice::ReadOnly));
+    QByteArray bytes = in.readAll();
+    const int data = int(bytes.indexOf("data"));
+    ASSERT_GT(data, 12);
+    ASSERT_EQ(waveBytes::u32(bytes, data + 4), 2997u);
+    bytes.insert(data, chunk("odd ", QByteArray(5, 'o'))); // with its pad byte
+    bytes.replace("fmt ", "FMT ").replace("data", "DATA");
+    const QString changed = scratchPath(dir, "changed.wav");
+    QFile out(changed);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+    out.write(bytes);
+    out.close();
+
+    SF_INFO back{};
+    const std::vector<float> reference = sndfileSamples(original, back);
+    EXPECT_EQ(playedSamples(changed, channels, frames), reference);
 }
 
 TEST(Interop, WePlayWhatSoxWrites)
