@@ -104,22 +104,32 @@ int CAudioBuffer::resizeRing()
         const qint64 blocksPerSecond = qint64(double(mSampleRate) / mFrames);
         bufferBytes = blocksPerSecond * bytes * 5;
     }
-    if (bufferBytes > qint64(INT32_MAX) / 2)
-        return vkErrOutOfMemory;
-    int result = allocateScratch(int(floats), int(bytes)) ? vkOk : vkErrOutOfMemory;
-    if (mBuffers.empty() || mBuffers.front().size() != bufferBytes) {
+    int result = vkOk;
+    const qint64 limit = qint64(INT32_MAX) / 2;
+    if (bufferBytes > limit || bytes > limit || !allocateScratch(int(floats), int(bytes)))
+        result = vkErrOutOfMemory;
+    else if (mBuffers.empty() || mBuffers.front().size() != bufferBytes)
+        result = allocateBuffers(bufferBytes);
+    if (result != vkOk) {
+        // Whatever failed, an empty ring is left behind: it takes no block.
         mBuffers.clear();
-        try {
-            mBuffers.assign(ringSize, QByteArray());
-            for (QByteArray& buffer : mBuffers)
-                buffer = QByteArray(bufferBytes, '\0');
-        } catch (const std::bad_alloc&) {
-            mBuffers.clear();
-            result = vkErrOutOfMemory;
-        }
+        allocateScratch(0, 0);
     }
     resetCursorLocked();
     return result;
+}
+
+int CAudioBuffer::allocateBuffers(qint64 bytes)
+{
+    mBuffers.clear();
+    try {
+        mBuffers.assign(ringSize, QByteArray());
+        for (QByteArray& buffer : mBuffers)
+            buffer = QByteArray(bytes, '\0');
+    } catch (const std::bad_alloc&) {
+        return vkErrOutOfMemory;
+    }
+    return vkOk;
 }
 
 void CAudioBuffer::resetCursor()
@@ -216,7 +226,7 @@ void CAudioBuffer::readBlock(float* const* channels)
 // as soon as the disk side has filled it.
 bool CAudioBuffer::claimCurrent()
 {
-    if (mNumBuffers == 0)
+    if (mNumBuffers == 0 || mBuffers[std::size_t(mCurrent)].isEmpty())
         return false;
     QMutexLocker lock(&mQueueLock);
     if (mReadyQueue.contains(mCurrent) || mBusyQueue.contains(mCurrent))

@@ -90,6 +90,7 @@ public:
 private:
     int resizeRing();
     bool allocateScratch(int floats, int bytes);
+    int allocateBuffers(qint64 bytes);
     void resetCursorLocked();
     bool claimCurrent();
     void advance();

@@ -287,6 +287,17 @@ TEST(Playing, OpeningGivesTheDocumentedCodes)
     EXPECT_EQ(player.node.fileFrames(), 800);
     EXPECT_EQ(player.node.mode(), CAudioFile::modePlaying);
 
+    // A ring for 65535 channels of 32 bits is refused, and the node stays safe to run.
+    const QString wide = scratchPath(dir, "wide.wav");
+    {
+        QFile w(wide);
+        ASSERT_TRUE(w.open(QIODevice::WriteOnly));
+        w.write(riff(chunk("fmt ", fmtBody(1, 65535, 48000, 32)) + chunk("data", QByteArray(64, '\1'))));
+    }
+    EXPECT_EQ(player.node.openFile(wide, CAudioFile::modePlaying), vkErrOutOfMemory);
+    player.node.startFile(false);
+    EXPECT_EQ(player.node.process(nullptr, player.out.data(), frames), vkOk);
+
     Player noOutputs(0);
     EXPECT_EQ(noOutputs.node.openFile(alaw, CAudioFile::modePlaying), CAudioFile::fileErrNoChannels);
 }
