@@ -297,7 +297,9 @@ int hostOpen()
         return vkHostErrNoDriver;
     if (s.mOpen)
         hostClose();
-    if (s.mBlockLength < 1 || s.mDeviceBlock < 1 || s.mDriverBlock < 1)
+    // A conversion whose filter runs do not make up the block would overrun the buffers.
+    if (s.mBlockLength < 1 || s.mDeviceBlock < 1 || s.mDriverBlock < 1
+        || (s.mFilterIndex >= 0 && s.mFilterRuns * s.mRateUp != s.mBlockLength))
         return vkHostErrBlock;
     s.mPostOutput = s.mDriver->outputReady() == ASE_OK;
     buildBufferInfo(s);

@@ -5,6 +5,7 @@
 // over one block of module state (vkHostState.h). Every operation here runs on the main
 // thread; the callback runs on the driver's thread, and whatever it shares with these
 // operations is refused with -8 while running.
+// The buffer callback, audio thread: no allocation, no lock, no I/O.
 
 class vkAudioClass;
 

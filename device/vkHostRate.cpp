@@ -140,11 +140,11 @@ int hostSetBlockLength(int frames)
         return vkHostErrBlock;
     s.mBlockLength = frames;
     s.mDeviceBlock = frames * s.mRateDown / s.mRateUp;
+    // The filter runs go first: a reopened stream must not see those of the old length.
+    const int runs = updateFilterRuns(s);
     const int result = s.mOpen ? hostOpen() : vkHostOk;
     hostUpdateLengths();
-    if (updateFilterRuns(s) != vkHostOk)
-        return vkHostErrBlock;
-    return result;
+    return runs != vkHostOk ? runs : result;
 }
 
 void hostBuildFilters()

@@ -95,6 +95,11 @@ TEST_F(RateTable, RatesADriverLacksAreReachedThroughTheTable)
     EXPECT_EQ(state().mFilterRuns, 500);
     EXPECT_EQ(hostSetBlockLength(1001), vkHostErrBlock);
     EXPECT_EQ(state().mFilterRuns, 500) << "a refused length leaves the filter runs";
+    EXPECT_EQ(hostOpen(), vkHostErrBlock) << "a block the filters cannot make up is not opened";
+    EXPECT_EQ(hostSetBlockLength(2000), 0);
+    EXPECT_EQ(hostOpen(), 0);
+    EXPECT_EQ(hostSetBlockLength(1001), vkHostErrBlock);
+    EXPECT_FALSE(hostIsOpen());
 
     EXPECT_EQ(hostSetSampleRate(48000.0), 0);
     EXPECT_EQ(state().mFilterIndex, -1);
