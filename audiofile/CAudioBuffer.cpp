@@ -91,6 +91,9 @@ bool CAudioBuffer::allocateScratch(int floats, int bytes)
         mByteBlock = bytes > 0 ? ippsMalloc_8u(bytes) : nullptr;
         mByteCount = mByteBlock ? bytes : 0;
     }
+    // Zeroed, so that a sample size that no conversion takes plays as silence.
+    if (mFloatBlock)
+        ippsZero_32f(mFloatBlock, mFloatCount);
     return mFloatCount == floats && mByteCount == bytes;
 }
 
