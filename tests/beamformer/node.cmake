@@ -1,0 +1,6 @@
+# The beamformer node and its engine: parameters, signal path modes, delays, and beams on
+# the modelled rigid sphere.
+vk_test(NAME node_tests LABEL unit
+  SOURCES
+    ${CMAKE_CURRENT_LIST_DIR}/nodeSphereTest.cpp
+  LIBS vk_beamformer vk_scene)
