@@ -11,7 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 using namespace wavetest;
 
@@ -211,18 +214,16 @@ TEST(Recording, ThirtyTwoChannelsForAMinuteThroughTheDiskThreadLoseNoBlock)
     // An audio thread faster than real time that holds back while two buffers wait,
     // as a real-time one would by the clock; the main thread runs the hand-over.
     std::atomic<bool> finished{false};
-    QThread* audio = QThread::create([&] {
+    std::thread audio([&] {
         for (int b = 0; b < blocks; ++b) {
             while (rec.node.ring().queuedBuffers() >= 2)
-                QThread::usleep(200);
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
             rec.feed(1);
         }
         finished = true;
     });
-    audio->start();
     const bool done = runEventsUntil([&] { return finished.load(); });
-    audio->wait();
-    delete audio;
+    audio.join();
     ASSERT_TRUE(done);
     EXPECT_EQ(rec.node.position(), std::int64_t(blocks) * block);
     rec.node.stopFile();
