@@ -3,4 +3,6 @@
 vk_test(NAME node_tests LABEL unit
   SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/nodeSphereTest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/nodeParameterTest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/nodeEngineTest.cpp
   LIBS vk_beamformer vk_scene)
