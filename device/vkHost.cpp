@@ -114,7 +114,9 @@ int initDriver(vkHostState& s)
     std::int32_t minSize = 0, maxSize = 0, preferred = 0, granularity = 0;
     if (s.mDriver->getBufferSize(&minSize, &maxSize, &preferred, &granularity) != ASE_OK)
         preferred = 0;
-    s.mDriverBlock = s.mDeviceBlock = s.mBlockLength = preferred;
+    // The driver's preferred size becomes the block; under a rate conversion the device
+    // block follows from it, so that the filters make up whole blocks.
+    s.mDriverBlock = s.mBlockLength = preferred;
     hostUpdateLengths();
     return vkHostOk;
 }

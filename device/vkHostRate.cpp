@@ -54,15 +54,6 @@ int filterRow(int factor)
     return -1;
 }
 
-// mFilterRuns from mBlockLength; -3 when the block is no multiple of mRateUp.
-int updateFilterRuns(vkHostState& s)
-{
-    if (s.mBlockLength % s.mRateUp != 0)
-        return vkHostErrBlock;
-    s.mFilterRuns = s.mBlockLength / s.mRateUp;
-    return vkHostOk;
-}
-
 void buildFilterSet(std::vector<IppsFIRState_32f*>& states, int channels, float gain, int up, int down,
                     const vkHostState& s)
 {
@@ -75,13 +66,23 @@ void buildFilterSet(std::vector<IppsFIRState_32f*>& states, int channels, float 
     ippsFree(scaled);
 }
 
+// mFilterRuns from mBlockLength; -3 when the block is no multiple of mRateUp.
+int updateFilterRuns(vkHostState& s)
+{
+    if (s.mBlockLength % s.mRateUp != 0)
+        return vkHostErrBlock;
+    s.mFilterRuns = s.mBlockLength / s.mRateUp;
+    return vkHostOk;
+}
+
 } // namespace
 
-void hostUpdateLengths()
+int hostUpdateLengths()
 {
     vkHostState& s = hostState();
     s.mDeviceBlock = s.mBlockLength * s.mRateDown / s.mRateUp;
-    s.mPrefill = s.mDriverBlock == s.mDeviceBlock ? 0 : std::min(s.mDriverBlock, s.mDeviceBlock) - 1;
+    s.mPrefill = s.mDriverBlock == s.mDeviceBlock ? 0 : std::max(0, std::min(s.mDriverBlock, s.mDeviceBlock) - 1);
+    return updateFilterRuns(s);
 }
 
 double hostSampleRate()
@@ -118,6 +119,7 @@ int hostSetSampleRate(double rate)
         s.mRateUp = c->up;
         s.mRateDown = c->down;
     }
+    // The device block follows at the reset: the open stream's buffers keep their size until then.
     if (updateFilterRuns(s) != vkHostOk)
         return vkHostErrBlock;
     const int factor = std::max(s.mRateUp, s.mRateDown);
@@ -139,12 +141,10 @@ int hostSetBlockLength(int frames)
     if (frames < 1)
         return vkHostErrBlock;
     s.mBlockLength = frames;
-    s.mDeviceBlock = frames * s.mRateDown / s.mRateUp;
-    // The filter runs go first: a reopened stream must not see those of the old length.
-    const int runs = updateFilterRuns(s);
+    // The lengths go first: a reopened stream must not see those of the old block.
+    const int lengths = hostUpdateLengths();
     const int result = s.mOpen ? hostOpen() : vkHostOk;
-    hostUpdateLengths();
-    return runs != vkHostOk ? runs : result;
+    return lengths != vkHostOk ? lengths : result;
 }
 
 void hostBuildFilters()

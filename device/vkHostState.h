@@ -107,7 +107,9 @@ void hostClearBuffers();
 int hostResetDriver();
 
 // Block and rate adaptation (vkHostRate.cpp).
-void hostUpdateLengths();      // mDeviceBlock and mPrefill from mBlockLength and the ratio
+// mDeviceBlock, mPrefill and mFilterRuns from mBlockLength and the ratio; -3, with the
+// filter runs left as they were, when the block is no multiple of mRateUp.
+int hostUpdateLengths();
 void hostBuildFilters();
 void hostFreeFilters();
 void hostClearFilters();

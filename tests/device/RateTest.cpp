@@ -121,6 +121,17 @@ TEST_F(RateTable, ARateConversionSurvivesTheReloadOfTheDriver)
     EXPECT_EQ(state().mFilterIndex, 2);
     EXPECT_EQ(state().mInFilter.size(), 2u);
     EXPECT_EQ(state().mInFormat.sampleRate(), 11025.0f);
+
+    // A plain load takes the driver's block as the processing block, at the same ratio.
+    ASSERT_EQ(hostLoadDriver("Fake Driver"), 0);
+    EXPECT_EQ(hostBlockLength(), 512);
+    EXPECT_EQ(state().mDeviceBlock, 2048);
+    EXPECT_EQ(state().mFilterRuns, 512);
+    ASSERT_EQ(hostOpen(), 0);
+    ASSERT_EQ(hostStart(), 1);
+    for (int half = 0; half < 8; ++half)
+        driver().callback(half & 1);
+    EXPECT_EQ(state().mBlockCount.load(), 2);
 }
 
 // Response of a row in double precision at frequency f (cycles per sample).
