@@ -1,0 +1,515 @@
+#include "core/graph/CAudioGraph.h"
+
+#include "audiofile/CAudioFile.h"
+#include "beamformer/CZirc.h"
+#include "core/primitives/ipps.h"
+#include "stages/CFilterStageBq.h"
+#include "stages/CMaxValue.h"
+#include "stages/CVolumeControl.h"
+#include "stages/vkHighpassSets.h"
+
+#include <algorithm>
+#include <new>
+
+namespace {
+
+bool inRateRange(int rate)
+{
+    return rate >= CAudioGraph::kMinSampleRate && rate <= CAudioGraph::kMaxSampleRate;
+}
+
+// A record like `base` with another channel count.
+vkAudioInterface withChannels(const vkAudioInterface& base, int channels)
+{
+    vkAudioInterface f = base;
+    f.setChannels(channels);
+    return f;
+}
+
+} // namespace
+
+CAudioGraph::CAudioGraph()
+    : mFilePlayer(new (std::nothrow) CAudioFile)
+    , mInputVolume(new (std::nothrow) CVolumeControl)
+    , mArrayRecorder(new (std::nothrow) CAudioFile)
+    , mInputLevel(new (std::nothrow) CMaxValue)
+    , mZirc(new (std::nothrow) CZirc)
+    , mBeamVolume(new (std::nothrow) CVolumeControl)
+    , mHighpass(new (std::nothrow) CFilterStageBq)
+    , mOutputLevel(new (std::nothrow) CMaxValue)
+    , mBeamRecorder(new (std::nothrow) CAudioFile)
+    , mMonitorVolume(new (std::nothrow) CVolumeControl)
+{
+    mStages = {mFilePlayer.get(), mInputVolume.get(), mArrayRecorder.get(), mInputLevel.get(), mZirc.get(),
+               mBeamVolume.get(),  mHighpass.get(),    mOutputLevel.get(),   mBeamRecorder.get(), mMonitorVolume.get()};
+}
+
+// Buffers go before the stages: none of them refers to a stage, but the stages' file
+// threads end in their own destructors.
+CAudioGraph::~CAudioGraph()
+{
+    mInputBus.reset();
+    mOutputBus.reset();
+    for (int i = 0; i < stageCount; ++i) {
+        mStageIn[i].reset();
+        mStageOut[i].reset();
+    }
+}
+
+// ---- configuration ----
+
+bool CAudioGraph::acceptedFormats(const vkAudioInterface& in, const vkAudioInterface& out)
+{
+    const auto runnable = [](const vkAudioInterface& f) { return f.isTimeDomain() && f.isSinglePrecision(); };
+    return in.channels() <= kInputChannels && out.channels() >= 1 && runnable(in) && runnable(out)
+        && inRateRange(static_cast<int>(in.sampleRate())) && in.sampleRate() == out.sampleRate()
+        && in.frameLength() > 0 && in.frameLength() == out.frameLength();
+}
+
+int CAudioGraph::configure(vkAudioInterface in, vkAudioInterface out)
+{
+    if (mStarted)
+        return vkErrStarted;
+    if (!acceptedFormats(in, out))
+        return vkErrFormat;
+    // Live input reads all 32 capsule channels from the driver.
+    if (mInputMode == inputLive && in.channels() < mNumInputs)
+        return vkErrFormat;
+    for (vkAudioClass* s : mStages)
+        if (!s)
+            return vkErrOutOfMemory;
+    vkAudioClass::setFormat(in, out);
+    mReady = false;
+    if (const int r = buildStages(); r != vkOk)
+        return r;
+    resetVolumes();
+    setUpHighpass();
+    mReady = true;
+    return vkOk;
+}
+
+int CAudioGraph::buildStages()
+{
+    mInputBus.reset();
+    mOutputBus.reset();
+    for (int i = 0; i < stageCount; ++i) {
+        mStageIn[i].reset();
+        mStageOut[i].reset();
+    }
+    makeRecords();
+    const int formatResult = setStageFormats();
+    if (const int r = createBuffers(); r != vkOk)
+        return r;
+    rewireInput();
+    rewireOutput();
+    return formatResult;
+}
+
+// The twenty records: each a copy of the graph's input or output record with the
+// channel count of its place in the chain.
+void CAudioGraph::makeRecords()
+{
+    struct Place {
+        bool outSide; // the record comes from mOutFormat
+        int in;
+        int out;
+    };
+    const Place places[stageCount] = {
+        {false, 0, mNumInputs},         {false, mNumInputs, mNumInputs}, {false, mNumInputs, 0},
+        {false, mNumInputs, 0},         {false, mNumInputs, mMaxBeams},  {true, mMaxBeams, mMaxBeams},
+        {true, mMaxBeams, mMaxBeams},   {true, mMaxBeams, 0},            {true, mNumBeams, 0},
+        {true, kMaxMonitorOutputs, kMaxMonitorOutputs},
+    };
+    for (int i = 0; i < stageCount; ++i) {
+        const vkAudioInterface& base = places[i].outSide ? mOutFormat : mInFormat;
+        mStageInFormat[i] = withChannels(base, places[i].in);
+        mStageOutFormat[i] = withChannels(base, places[i].out);
+    }
+    // The beamformer takes the input record in and gives the output record out.
+    mStageOutFormat[stageBeamformer] = withChannels(mOutFormat, mMaxBeams);
+}
+
+// Stops at the first stage that refuses its format and gives its code.
+int CAudioGraph::setStageFormats()
+{
+    for (int i = 0; i < stageCount; ++i)
+        if (const int r = mStages[i]->setFormat(mStageInFormat[i], mStageOutFormat[i]); r != vkOk)
+            return r;
+    return vkOk;
+}
+
+int CAudioGraph::createBuffers()
+{
+    const auto make = [](const vkAudioInterface& f) {
+        std::unique_ptr<vkAudioBuffer> b(new (std::nothrow) vkAudioBuffer(f));
+        return b && b->isValid() ? std::move(b) : nullptr;
+    };
+    for (int i = 0; i < stageCount; ++i) {
+        mStageIn[i] = make(mStageInFormat[i]);
+        mStageOut[i] = make(mStageOutFormat[i]);
+        if (!mStageIn[i] || !mStageOut[i] || mStageOut[i]->allocate() != vkOk)
+            return vkErrOutOfMemory;
+    }
+    mInputBus = make(mStageOutFormat[stageFilePlayer]);
+    mOutputBus = make(mStageOutFormat[stageBeamformer]);
+    return mInputBus && mOutputBus ? vkOk : vkErrOutOfMemory;
+}
+
+void CAudioGraph::resetVolumes()
+{
+    for (CVolumeControl* v : {mInputVolume.get(), mMonitorVolume.get(), mBeamVolume.get()}) {
+        v->setMasterVolume(1.0f);
+        for (int ch = 0; ch < v->inFormat().channels(); ++ch)
+            v->setChannelVolume(ch, 1.0f);
+    }
+}
+
+void CAudioGraph::setUpHighpass()
+{
+    std::array<int, kMaxBeams> sections;
+    sections.fill(vkHighpassSections);
+    mHighpass->setSections(sections.data(), mMaxBeams);
+    setHighpass(0);
+}
+
+// ---- wiring ----
+
+void CAudioGraph::rewireInput()
+{
+    if (mInputMode == inputLive) {
+        mStageIn[stageArrayRecorder]->share(*mStageOut[stageInputVolume]);
+        mInputBus->share(*mStageOut[stageInputVolume]);
+    } else {
+        mInputBus->share(*mStageOut[stageFilePlayer]);
+    }
+    if (mProcessingMode == processingStraight)
+        mOutputBus->share(*mInputBus, mMaxBeams, 0, 0);
+    routeMonitor();
+}
+
+void CAudioGraph::rewireOutput()
+{
+    if (mProcessingMode == processingStraight) {
+        mOutputBus->share(*mInputBus, mMaxBeams, 0, 0);
+    } else {
+        mStageIn[stageBeamVolume]->share(*mStageOut[stageBeamformer]);
+        mStageIn[stageHighpass]->share(*mStageOut[stageBeamVolume]);
+        mOutputBus->share(*mStageOut[stageHighpass]);
+    }
+    routeMonitor();
+}
+
+// Both monitor inputs carry the same channel: the monitor is mono. One pointer store;
+// process hands it to stage 9 at its next block.
+void CAudioGraph::routeMonitor()
+{
+    const vkAudioBuffer* bus = mMonitorSource == monitorInputBus ? mInputBus.get() : mOutputBus.get();
+    mMonitorTap.store(bus ? bus->channel(mMonitorOffset) : nullptr, std::memory_order_release);
+}
+
+int CAudioGraph::setInputMode(int mode)
+{
+    if (mStarted)
+        return vkErrStarted;
+    if (mode != inputLive && mode != inputFile)
+        return vkErrRange;
+    if (mode == mInputMode)
+        return vkOk;
+    if (mode == inputLive && mConfigured && mInFormat.channels() < mNumInputs)
+        return vkErrFormat;
+    mInputMode = mode;
+    if (mReady)
+        rewireInput();
+    return vkOk;
+}
+
+int CAudioGraph::setProcessingMode(int mode)
+{
+    if (mStarted)
+        return vkErrStarted;
+    if (mode != processingStraight && mode != processingBeamforming)
+        return vkErrRange;
+    if (mode == mProcessingMode)
+        return vkOk;
+    mProcessingMode = mode;
+    if (mReady)
+        rewireOutput();
+    return vkOk;
+}
+
+int CAudioGraph::setNumBeams(int count)
+{
+    if (mStarted)
+        return vkErrStarted;
+    mNumBeams = std::clamp(count, 0, mMaxBeams);
+    for (int beam = 0; beam < mMaxBeams && mZirc->beamCount() > beam; ++beam)
+        mZirc->setBeamActive(beam, beam < mNumBeams);
+    mZirc->reset();
+    mStageInFormat[stageBeamRecorder] = withChannels(mOutFormat, mNumBeams);
+    mStageOutFormat[stageBeamRecorder] = withChannels(mOutFormat, 0);
+    return mBeamRecorder->setFormat(mStageInFormat[stageBeamRecorder], mStageOutFormat[stageBeamRecorder]);
+}
+
+int CAudioGraph::openInputFile(const char* name)
+{
+    if (mInputMode != inputFile)
+        return errNotFileMode;
+    if (const int r = mFilePlayer->openFile(QString::fromLocal8Bit(name), CAudioFile::modePlaying); r != vkOk)
+        return r;
+    return inRateRange(mFilePlayer->fileSampleRate()) ? int(vkOk) : int(errFileRate);
+}
+
+// ---- monitor, gains, high-pass ----
+
+int CAudioGraph::setMonitorOutputs(const int* outputs, int count)
+{
+    if (count < 0 || count > kMaxMonitorOutputs || (count > 0 && !outputs))
+        return vkErrRange;
+    const int channels = mOutFormat.channels();
+    if (std::any_of(outputs, outputs + count, [channels](int o) { return o < 0 || o >= channels; }))
+        return vkErrRange;
+    for (int k = 0; k < count; ++k)
+        mMonitorOutputs[k].store(outputs[k], std::memory_order_relaxed);
+    mNumMonitorOutputs.store(count, std::memory_order_release);
+    routeMonitor();
+    return vkOk;
+}
+
+void CAudioGraph::setMonitorSource(int source, int offset)
+{
+    mMonitorSource = source;
+    const int channels = source == monitorInputBus ? mNumInputs : mMaxBeams;
+    mMonitorOffset = std::clamp(offset, 0, channels - 1);
+    routeMonitor();
+}
+
+void CAudioGraph::setMonitorEnabled(bool enabled) { mMonitorEnabled.store(enabled, std::memory_order_release); }
+
+int CAudioGraph::monitorOutput(int k) const
+{
+    return k >= 0 && k < kMaxMonitorOutputs ? mMonitorOutputs[k].load(std::memory_order_relaxed) : -1;
+}
+
+void CAudioGraph::setInputChannelGains(const float* gains, int count)
+{
+    if (!gains)
+        return;
+    const int n = std::min(count, mInputVolume->inFormat().channels());
+    for (int ch = 0; ch < n; ++ch)
+        mInputVolume->setChannelVolume(ch, gains[ch]);
+}
+
+int CAudioGraph::setHighpass(int index)
+{
+    if (index < 0 || index >= vkHighpassSetCount)
+        return vkErrRange;
+    for (int ch = 0; ch < mMaxBeams; ++ch)
+        if (const int r = mHighpass->setTaps(ch, vkHighpassSets[index].data()); r != vkOk)
+            return r;
+    return vkOk;
+}
+
+int CAudioGraph::highpassCount() const { return vkHighpassSetCount; }
+
+int CAudioGraph::highpassFrequencies(int* list, int count) const
+{
+    const int n = list ? std::clamp(count, 0, vkHighpassSetCount) : 0;
+    std::copy(vkHighpassCorners, vkHighpassCorners + n, list);
+    return n;
+}
+
+// ---- beams and patterns ----
+
+int CAudioGraph::setTheta(int beam, float theta) { return mZirc->setTheta(beam, theta); }
+int CAudioGraph::setPhi(int beam, float phi) { return mZirc->setPhi(beam, phi); }
+int CAudioGraph::setPattern(int beam, int pattern) { return mZirc->setPattern(beam, pattern); }
+int CAudioGraph::setParameter(int beam, int parameter) { return mZirc->setParameter(beam, parameter); }
+
+int CAudioGraph::patternCount() const { return mZirc->patternCount(); }
+int CAudioGraph::maxPolarPoints() const { return mZirc->maxPolarPoints(); }
+
+int CAudioGraph::patternInfo(int pattern, int* nameSize, int* parameterNameSize, int* numParameters,
+                             int* polarPoints) const
+{
+    return mZirc->patternInfo(pattern, nameSize, parameterNameSize, numParameters, polarPoints);
+}
+
+int CAudioGraph::patternNames(int pattern, char* name, char* parameterName, int* values) const
+{
+    return mZirc->patternNames(pattern, name, parameterName, values);
+}
+
+int CAudioGraph::patternResponse(int pattern, int parameter, float* polar, int* beamWidth) const
+{
+    return mZirc->patternResponse(pattern, parameter, polar, beamWidth);
+}
+
+int CAudioGraph::sinkStage(int sink)
+{
+    switch (sink) {
+    case sinkArray: return stageArrayRecorder;
+    case sinkBeams: return stageBeamRecorder;
+    default: return sink;
+    }
+}
+
+// ---- stage access ----
+
+void CAudioGraph::checkFileQueues()
+{
+    for (CAudioFile* f : {mFilePlayer.get(), mArrayRecorder.get(), mBeamRecorder.get()})
+        f->checkQueue();
+}
+
+vkAudioClass* CAudioGraph::stage(int index) const
+{
+    return index >= 0 && index < stageCount ? mStages[index] : nullptr;
+}
+
+CAudioFile* CAudioGraph::audioFile(int index) const
+{
+    switch (index) {
+    case stageFilePlayer: return mFilePlayer.get();
+    case stageArrayRecorder: return mArrayRecorder.get();
+    case stageBeamRecorder: return mBeamRecorder.get();
+    default: return nullptr;
+    }
+}
+
+CVolumeControl* CAudioGraph::volumeControl(int index) const
+{
+    switch (index) {
+    case stageInputVolume: return mInputVolume.get();
+    case stageBeamVolume: return mBeamVolume.get();
+    case stageMonitorVolume: return mMonitorVolume.get();
+    default: return nullptr;
+    }
+}
+
+CMaxValue* CAudioGraph::maxValue(int index) const
+{
+    switch (index) {
+    case stageInputLevel: return mInputLevel.get();
+    case stageOutputLevel: return mOutputLevel.get();
+    default: return nullptr;
+    }
+}
+
+const vkAudioBuffer* CAudioGraph::stageOutput(int index) const
+{
+    return index >= 0 && index < stageCount ? mStageOut[index].get() : nullptr;
+}
+
+// ---- lifecycle ----
+
+int CAudioGraph::start()
+{
+    for (vkAudioClass* s : mStages)
+        if (const int r = s->start(); r != vkOk)
+            return r;
+    mStarted = true;
+    return vkOk;
+}
+
+int CAudioGraph::stop()
+{
+    mStarted = false;
+    int result = vkOk;
+    for (vkAudioClass* s : mStages)
+        if ((result = s->stop()) != vkOk)
+            break;
+    for (const auto& b : mStageOut)
+        if (b)
+            b->clear();
+    return result;
+}
+
+void CAudioGraph::reset()
+{
+    for (vkAudioClass* s : mStages)
+        s->reset();
+}
+
+// ---- the block ----
+
+int CAudioGraph::process(float** in, float** out, int frames)
+{
+    if (!mReady)
+        return vkErrNotConfigured;
+    if (frames < 0 || frames > mInFormat.frameLength())
+        return vkErrFormat;
+    const int r = processInput(in, frames);
+    for (int ch = 0; ch < mNumInputs; ++ch)
+        ippsAddC_32f_I(kAntiDenormal, mInputBus->channel(ch), frames);
+    if (r != vkOk)
+        return r;
+    if (mProcessingMode == processingBeamforming)
+        if (const int b = processBeams(frames); b != vkOk)
+            return b;
+    if (const int o = processOutput(frames); o != vkOk)
+        return o;
+    deliver(out, frames);
+    return processMonitor(out, frames);
+}
+
+// Live: input volume, then the recorder of the array signal before the offset is added.
+// File: the player alone; the driver's input is not read.
+int CAudioGraph::processInput(float** in, int frames)
+{
+    if (mInputMode == inputFile)
+        return mFilePlayer->process(mStageIn[stageFilePlayer]->data(), mStageOut[stageFilePlayer]->data(), frames);
+    if (const int r = mInputVolume->process(in, mStageOut[stageInputVolume]->data(), frames); r != vkOk)
+        return r;
+    return mArrayRecorder->process(mStageIn[stageArrayRecorder]->data(), mStageOut[stageArrayRecorder]->data(),
+                                   frames);
+}
+
+int CAudioGraph::processBeams(int frames)
+{
+    if (const int r = mInputLevel->process(mInputBus->data(), mStageOut[stageInputLevel]->data(), frames); r != vkOk)
+        return r;
+    if (const int r = mZirc->process(mInputBus->data(), mStageOut[stageBeamformer]->data(), frames); r != vkOk)
+        return r;
+    for (int i : {stageBeamVolume, stageHighpass})
+        if (const int r = mStages[i]->process(mStageIn[i]->data(), mStageOut[i]->data(), frames); r != vkOk)
+            return r;
+    return vkOk;
+}
+
+int CAudioGraph::processOutput(int frames)
+{
+    if (const int r = mOutputLevel->process(mOutputBus->data(), mStageOut[stageOutputLevel]->data(), frames);
+        r != vkOk)
+        return r;
+    if (mProcessingMode == processingStraight)
+        return vkOk;
+    return mBeamRecorder->process(mOutputBus->data(), mStageOut[stageBeamRecorder]->data(), frames);
+}
+
+// Active beams to their outputs; outputs beyond the active beams get silence.
+void CAudioGraph::deliver(float** out, int frames)
+{
+    const int channels = mOutFormat.channels();
+    const int beams = std::min(channels, mNumBeams);
+    for (int i = 0; i < beams; ++i)
+        ippsCopy_32f(mOutputBus->channel(i), out[i], frames);
+    for (int i = beams; i < channels; ++i)
+        ippsZero_32f(out[i], frames);
+}
+
+// The monitor overwrites whatever the beams wrote to its outputs.
+int CAudioGraph::processMonitor(float** out, int frames)
+{
+    if (!mMonitorEnabled.load(std::memory_order_acquire))
+        return vkOk;
+    float* tap = mMonitorTap.load(std::memory_order_acquire);
+    float** taps = mStageIn[stageMonitorVolume]->data();
+    for (int k = 0; k < kMaxMonitorOutputs; ++k)
+        taps[k] = tap;
+    float** monitor = mStageOut[stageMonitorVolume]->data();
+    const int r = mMonitorVolume->process(taps, monitor, frames);
+    const int count = mNumMonitorOutputs.load(std::memory_order_acquire);
+    for (int k = 0; k < count; ++k)
+        ippsCopy_32f(monitor[k], out[mMonitorOutputs[k].load(std::memory_order_relaxed)], frames);
+    return r;
+}

@@ -1,0 +1,201 @@
+#pragma once
+// The one processing object the driver layer sees: ten stages in a fixed order, the
+// block buffers between them and two buses. Audio comes from the driver's inputs or a
+// wave file, runs through the beamformer (processing mode 1) or straight through (mode
+// 0, for a file of another channel count), and goes to the driver's outputs, a mono
+// monitor on up to two of them, and the recorders of the array signal and of the beams.
+//
+// Stages: 0 file player, 1 input volume, 2 recorder of the array signal, 3 input level,
+// 4 beamformer, 5 beam volume, 6 high-pass, 7 output level, 8 recorder of the beams,
+// 9 monitor volume. The chain from the input bus to the output bus runs on borrowed
+// channel pointers; the graph itself only adds the anti-denormal offset and copies to
+// the driver's outputs.
+//
+// Thread contract: process() runs on the audio thread; everything else on the control
+// thread. configure, setInputMode, setProcessingMode and setNumBeams reallocate or rewire
+// the chain and give 5 while started. Monitor routing, gains, the high-pass choice and
+// beam values may change while audio runs: each is a single atomic store (or a filter
+// published by its own stage) that takes effect with the next block.
+// Audio thread (process): no allocation, no lock, no I/O of its own; the level and file
+// stages take their own short locks.
+
+#include "core/contract/vkAudioClass.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+
+class CAudioFile;
+class CFilterStageBq;
+class CMaxValue;
+class CVolumeControl;
+class CZirc;
+
+class CAudioGraph : public vkAudioClass {
+public:
+    enum tStage : int {
+        stageFilePlayer = 0,
+        stageInputVolume = 1,
+        stageArrayRecorder = 2,
+        stageInputLevel = 3,
+        stageBeamformer = 4,
+        stageBeamVolume = 5,
+        stageHighpass = 6,
+        stageOutputLevel = 7,
+        stageBeamRecorder = 8,
+        stageMonitorVolume = 9,
+        stageCount = 10,
+    };
+    enum tInputMode : int { inputLive = 0, inputFile = 1 };
+    enum tProcessingMode : int { processingStraight = 0, processingBeamforming = 1 };
+    enum tMonitorSource : int { monitorInputBus = 0, monitorOutputBus = 1 };
+    enum tRecordingSink : int { sinkArray = 0, sinkBeams = 1 };
+
+    enum tResult : int {
+        errNotFileMode = 100,  // openInputFile outside file mode
+        errFileRate = 101,     // openInputFile: the file's rate is outside the graph's range
+    };
+
+    static constexpr int kInputChannels = 32;
+    static constexpr int kMaxBeams = 18;
+    static constexpr int kMaxMonitorOutputs = 2;
+    static constexpr int kMinSampleRate = 39690;
+    static constexpr int kMaxSampleRate = 48510;
+    static constexpr float kAntiDenormal = 1e-07f;
+
+    CAudioGraph();
+    ~CAudioGraph() override;
+
+    // Slot 2. Gives 6 before a complete configure, 2 for frames outside the block length.
+    using vkAudioClass::process;
+    int process(float** in, float** out, int frames) override;
+    void reset() override;
+    int stop() override;
+    int start() override;
+
+    // Builds the stages, buffers and wiring for the driver's formats. 2 for formats the
+    // graph cannot run (nothing changes then); a stage's own code when it refuses its
+    // format; 7 when a buffer cannot be made. The graph must not run after a failure.
+    virtual int configure(vkAudioInterface in, vkAudioInterface out);
+
+    // 5 while started; 0 when unchanged. Live mode needs a driver with all 32 inputs (2).
+    int setInputMode(int mode);
+    int setProcessingMode(int mode);
+    // Clamps to 0..maxBeams(); activates beams below the count. 5 while started.
+    int setNumBeams(int count);
+    // Opens a wave file in the file player. 100 outside file mode, the player's code when
+    // it cannot open the file, 101 for a rate outside 39690..48510 Hz.
+    int openInputFile(const char* name);
+
+    // Monitor: one channel of the input or output bus, mono, on up to two driver outputs
+    // that it overwrites. 8 for more than two entries or an entry outside the outputs.
+    int setMonitorOutputs(const int* outputs, int count);
+    // Offsets outside the bus are clamped to its first or last channel.
+    void setMonitorSource(int source, int offset);
+    void setMonitorEnabled(bool enabled);
+
+    // Calibration and input gain of stage 1 for the first `count` channels.
+    void setInputChannelGains(const float* gains, int count);
+
+    // High-pass of the beams: set 0 passes through, 1..3 cut at 80, 160, 320 Hz; 8 else.
+    int setHighpass(int index);
+    int highpassCount() const;
+    // Fills up to `count` corner frequencies in Hz; gives the number written.
+    int highpassFrequencies(int* list, int count) const;
+
+    // One beam's values, forwarded to the beamformer.
+    int setTheta(int beam, float theta);
+    int setPhi(int beam, float phi);
+    int setPattern(int beam, int pattern);
+    int setParameter(int beam, int parameter);
+
+    // Pattern queries, forwarded to the beamformer.
+    int patternCount() const;
+    int maxPolarPoints() const;
+    int patternInfo(int pattern, int* nameSize, int* parameterNameSize, int* numParameters, int* polarPoints) const;
+    int patternNames(int pattern, char* name, char* parameterName, int* values) const;
+    int patternResponse(int pattern, int parameter, float* polar, int* beamWidth) const;
+
+    // Recording sink 0 is stage 2, sink 1 stage 8; any other value maps to itself.
+    static int sinkStage(int sink);
+
+    // Hands waiting ring buffers of the three file stages to their disk side: a host
+    // without an event loop (an offline render) calls it between blocks.
+    void checkFileQueues();
+
+    // The stages, for the application's direct use; null for an index of another kind.
+    vkAudioClass* stage(int index) const;
+    CAudioFile* audioFile(int index) const;
+    CVolumeControl* volumeControl(int index) const;
+    CMaxValue* maxValue(int index) const;
+    CZirc* beamformer() const { return mZirc.get(); }
+    CFilterStageBq* highpass() const { return mHighpass.get(); }
+
+    // The buffers, for inspection; null before configure.
+    const vkAudioBuffer* stageOutput(int index) const;
+    const vkAudioBuffer* inputBus() const { return mInputBus.get(); }
+    const vkAudioBuffer* outputBus() const { return mOutputBus.get(); }
+
+    int inputMode() const { return mInputMode; }
+    int processingMode() const { return mProcessingMode; }
+    int numInputs() const { return mNumInputs; }
+    int numBeams() const { return mNumBeams; }
+    int maxBeams() const { return mMaxBeams; }
+    int monitorSource() const { return mMonitorSource; }
+    int monitorOffset() const { return mMonitorOffset; }
+    bool monitorEnabled() const { return mMonitorEnabled.load(std::memory_order_relaxed); }
+    int numMonitorOutputs() const { return mNumMonitorOutputs.load(std::memory_order_relaxed); }
+    int monitorOutput(int k) const;
+
+private:
+    static bool acceptedFormats(const vkAudioInterface& in, const vkAudioInterface& out);
+    int buildStages();
+    int setStageFormats();
+    int createBuffers();
+    void makeRecords();
+    void resetVolumes();
+    void setUpHighpass();
+    void rewireInput();
+    void rewireOutput();
+    void routeMonitor();
+    int processInput(float** in, int frames);
+    int processBeams(int frames);
+    int processOutput(int frames);
+    void deliver(float** out, int frames);
+    int processMonitor(float** out, int frames);
+
+    std::array<vkAudioClass*, stageCount> mStages{};
+    std::array<std::unique_ptr<vkAudioBuffer>, stageCount> mStageIn;
+    std::array<std::unique_ptr<vkAudioBuffer>, stageCount> mStageOut;
+    std::unique_ptr<vkAudioBuffer> mInputBus;
+    std::unique_ptr<vkAudioBuffer> mOutputBus;
+    int mInputMode = inputFile;
+    int mProcessingMode = processingBeamforming;
+    int mNumInputs = kInputChannels;
+    int mNumBeams = 2;
+    int mMaxBeams = kMaxBeams;
+    int mMonitorSource = monitorOutputBus;
+    int mMonitorOffset = 0;
+    std::atomic<bool> mMonitorEnabled{false};
+    std::atomic<int> mNumMonitorOutputs{0};
+    std::array<std::atomic<int>, kMaxMonitorOutputs> mMonitorOutputs{};
+    // The monitored channel; process points both inputs of stage 9 at it each block.
+    std::atomic<float*> mMonitorTap{nullptr};
+    // configure built every stage and buffer.
+    bool mReady = false;
+
+    // The formats of each stage's input and output, copies of the graph's own records.
+    std::array<vkAudioInterface, stageCount> mStageInFormat;
+    std::array<vkAudioInterface, stageCount> mStageOutFormat;
+
+    std::unique_ptr<CAudioFile> mFilePlayer;
+    std::unique_ptr<CVolumeControl> mInputVolume;
+    std::unique_ptr<CAudioFile> mArrayRecorder;
+    std::unique_ptr<CMaxValue> mInputLevel;
+    std::unique_ptr<CZirc> mZirc;
+    std::unique_ptr<CVolumeControl> mBeamVolume;
+    std::unique_ptr<CFilterStageBq> mHighpass;
+    std::unique_ptr<CMaxValue> mOutputLevel;
+    std::unique_ptr<CAudioFile> mBeamRecorder;
+    std::unique_ptr<CVolumeControl> mMonitorVolume;
+};
