@@ -318,8 +318,10 @@ int CKorvane::process(float** in, float** out, int frames)
 {
     if (mBlockLength == 0 || mNumModes == 0)
         return vkErrNotConfigured;
-    if (frames < 1 || frames > mBlockLength)
-        return frames == 0 ? vkOk : vkErrFormat;
+    if (frames < 0 || frames > mBlockLength || !in || !out)
+        return vkErrFormat;
+    if (frames == 0)
+        return vkOk;
     mEbf.process(in, mModes, frames);
     const int mode = mMode.load(std::memory_order_relaxed);
     if (mode == kModeModes) {

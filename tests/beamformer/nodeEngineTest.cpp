@@ -172,33 +172,6 @@ TEST(NodeEngine, LeavingModeThreeKeepsTheHighBranchSilent)
     EXPECT_GT(difference, 0.01f * largest(reference.outputs[0]));
 }
 
-TEST(NodeEngine, ResultCodes)
-{
-    CKorvane k;
-    EXPECT_EQ(k.process(nullptr, nullptr, kBlock), vkErrNotConfigured);
-    EXPECT_EQ(k.setNumModes(16), vkErrFormat); // no format yet: CEbf refuses
-    ASSERT_EQ(k.setFormat(format(32), format(2)), vkOk);
-    ASSERT_EQ(k.setNumModes(16), vkOk);
-    EXPECT_EQ(k.setLowCrossover(2, 41, PatternTables::kLowCrossover41), vkErrChannel);
-    EXPECT_EQ(k.setHighCrossover(-1, 41, PatternTables::kHighCrossover41), vkErrChannel);
-    EXPECT_EQ(k.setEqFilter(2, 31, PatternTables::kEqFir), vkErrChannel);
-    EXPECT_EQ(k.setHfType(0, 3), CZrHf::kErrType);
-    EXPECT_EQ(k.setHfType(-1, 2), vkOk);
-    EXPECT_EQ(k.setEbfFilterMode(1), CKorvane::kErrEbfFilterMode); // no mode filters loaded
-    EXPECT_EQ(k.setEbfFilterMode(-1), CKorvane::kErrEbfFilterMode);
-    ASSERT_EQ(k.start(), vkOk);
-    EXPECT_TRUE(k.isStarted());
-    EXPECT_EQ(k.setFormat(format(32), format(2)), vkErrStarted);
-    EXPECT_EQ(k.setModalDelay(125.0f), vkErrStarted);
-    EXPECT_EQ(k.setCrossoverDelay(27.0f), vkErrStarted);
-    EXPECT_EQ(k.setEqDelay(15.0f), vkErrStarted);
-    EXPECT_EQ(k.setEbfFilterMode(0), vkErrStarted);
-    EXPECT_EQ(k.setModeWeights(ebfMatrixRows().data()), vkErrStarted);
-    EXPECT_EQ(k.setNumModes(16), vkErrStarted);
-    EXPECT_EQ(k.stop(), vkOk);
-    EXPECT_FALSE(k.isStarted());
-}
-
 // A beam steered about and a beam whose pattern changes every few blocks, on a 1 kHz sine:
 // no sample steps further than the sine itself can at the beam's present level, and no
 // block allocates.
