@@ -1,0 +1,379 @@
+#include "device/drivers/CEmulatedDriver.h"
+
+#include "core/primitives/ipps.h"
+#include "device/CDriverRegistry.h"
+#include "device/drivers/vkEmulation.h"
+#include "device/hardware/CHardwareModel.h"
+#include "device/scene/CSoundScene.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <mutex>
+
+namespace {
+
+constexpr float kFullScale24 = 8388608.0f; // 2^23
+constexpr int kBytes24 = 3;
+
+// The box's output groups, in the order of its options.
+struct OutputGroup {
+    const char* label;
+    int first;
+    int count;
+};
+constexpr OutputGroup kOutputGroups[] = {{"headphone", 0, 2}, {"ADAT", 8, 8}, {"8-LO", 16, 8}};
+constexpr int kUngrouped = static_cast<int>(std::size(kOutputGroups));
+
+int outputGroupOf(int channel)
+{
+    for (int g = 0; g < kUngrouped; ++g)
+        if (channel >= kOutputGroups[g].first && channel < kOutputGroups[g].first + kOutputGroups[g].count)
+            return g;
+    return kUngrouped;
+}
+
+// The one attachment point of the emulation.
+struct Attachment {
+    std::mutex mutex;
+    std::shared_ptr<CHardwareModel> model;
+};
+
+Attachment& attachment()
+{
+    static Attachment instance;
+    return instance;
+}
+
+class CEmulatedBackend final : public CDriverBackend {
+public:
+    int rank() const override { return 0; }
+    void listDrivers(std::vector<std::string>& names) const override
+    {
+        if (vkEmulation::attached())
+            names.emplace_back(vkEmulation::kDriverName);
+    }
+    std::unique_ptr<IASIO> createDriver(const std::string& name) const override
+    {
+        if (name != vkEmulation::kDriverName)
+            return nullptr;
+        std::shared_ptr<CHardwareModel> model = vkEmulation::model();
+        return model ? std::make_unique<CEmulatedDriver>(std::move(model)) : nullptr;
+    }
+};
+
+const CEmulatedBackend gBackend;
+const CDriverRegistration gRegistration(gBackend);
+
+} // namespace
+
+namespace vkEmulation {
+
+void attach(std::shared_ptr<CHardwareModel> model)
+{
+    Attachment& a = attachment();
+    const std::lock_guard<std::mutex> lock(a.mutex);
+    a.model = std::move(model);
+}
+
+void detach()
+{
+    attach(nullptr);
+}
+
+std::shared_ptr<CHardwareModel> model()
+{
+    Attachment& a = attachment();
+    const std::lock_guard<std::mutex> lock(a.mutex);
+    return a.model;
+}
+
+bool attached()
+{
+    return model() != nullptr;
+}
+
+} // namespace vkEmulation
+
+CEmulatedDriver::CEmulatedDriver(std::shared_ptr<CHardwareModel> model)
+    : mModel(std::move(model))
+{
+}
+
+CEmulatedDriver::~CEmulatedDriver()
+{
+    disposeBuffers();
+}
+
+ASIOBool CEmulatedDriver::init(void*)
+{
+    if (mInitialised)
+        return ASIOTrue;
+    if (!mModel) {
+        setError("No emulated hardware is attached");
+        return ASIOFalse;
+    }
+    if (setSampleRate(mRate) != ASE_OK)
+        return ASIOFalse;
+    mInitialised = true;
+    return ASIOTrue;
+}
+
+void CEmulatedDriver::getDriverName(char* name)
+{
+    std::snprintf(name, 32, "%s", vkEmulation::kDriverName);
+}
+
+std::int32_t CEmulatedDriver::getDriverVersion()
+{
+    return 1;
+}
+
+void CEmulatedDriver::getErrorMessage(char* string)
+{
+    std::snprintf(string, 124, "%s", mError);
+}
+
+ASIOError CEmulatedDriver::start()
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    if (!mCallbacks)
+        return ASE_InvalidMode;
+    if (mThread.joinable())
+        return ASE_OK;
+    mHalf = 0;
+    mBlocks.store(0, std::memory_order_relaxed);
+    mStopRequested.store(false, std::memory_order_relaxed);
+    mThread = std::thread(&CEmulatedDriver::run, this);
+    return ASE_OK;
+}
+
+ASIOError CEmulatedDriver::stop()
+{
+    if (mThread.joinable()) {
+        mStopRequested.store(true, std::memory_order_release);
+        mThread.join();
+    }
+    return ASE_OK;
+}
+
+ASIOError CEmulatedDriver::getChannels(std::int32_t* numInputs, std::int32_t* numOutputs)
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    *numInputs = kInputs;
+    *numOutputs = kOutputs;
+    return ASE_OK;
+}
+
+// Powers of two from kMinBlock to kMaxBlock (granularity -1).
+ASIOError CEmulatedDriver::getBufferSize(std::int32_t* minSize, std::int32_t* maxSize, std::int32_t* preferredSize,
+                                         std::int32_t* granularity)
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    *minSize = kMinBlock;
+    *maxSize = kMaxBlock;
+    *preferredSize = kPreferredBlock;
+    *granularity = -1;
+    return ASE_OK;
+}
+
+ASIOError CEmulatedDriver::canSampleRate(ASIOSampleRate rate)
+{
+    return rate == 44100.0 || rate == 48000.0 ? ASE_OK : ASE_NoClock;
+}
+
+ASIOError CEmulatedDriver::getSampleRate(ASIOSampleRate* rate)
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    *rate = mRate;
+    return ASE_OK;
+}
+
+// The scene's capsule filters are designed for one rate: a new rate builds a new scene.
+ASIOError CEmulatedDriver::setSampleRate(ASIOSampleRate rate)
+{
+    if (canSampleRate(rate) != ASE_OK)
+        return ASE_NoClock;
+    if (mThread.joinable())
+        return ASE_InvalidMode;
+    if (mScene && rate == mRate)
+        return ASE_OK;
+    auto scene = std::make_unique<CSoundScene>(rate);
+    CSoundScene::addDefaultSources(*scene);
+    if (scene->sourceCount() == 0) {
+        setError("The sound scene could not be built");
+        return ASE_NoMemory;
+    }
+    mScene = std::move(scene);
+    mRate = rate;
+    return ASE_OK;
+}
+
+ASIOError CEmulatedDriver::getChannelInfo(ASIOChannelInfo* info)
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    const bool input = info->isInput != 0;
+    if (!validChannel(info->channel, input))
+        return ASE_InvalidParameter;
+    info->isActive = std::any_of(mChannels.begin(), mChannels.end(), [info, input](const Channel& c) {
+        return c.input == input && c.number == info->channel;
+    });
+    info->type = ASIOSTInt24LSB;
+    if (input) {
+        info->channelGroup = 0;
+        std::snprintf(info->name, sizeof info->name, "capsule %d", info->channel + 1);
+        return ASE_OK;
+    }
+    const int group = outputGroupOf(info->channel);
+    info->channelGroup = group;
+    const int index = group < kUngrouped ? info->channel - kOutputGroups[group].first : info->channel;
+    std::snprintf(info->name, sizeof info->name, "%s %d", outputGroupLabel(info->channel), index + 1);
+    return ASE_OK;
+}
+
+ASIOError CEmulatedDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t numChannels, std::int32_t bufferSize,
+                                         const ASIOCallbacks* callbacks)
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    disposeBuffers();
+    if (numChannels < 0 || !callbacks || !callbacks->bufferSwitchTimeInfo || !validBlock(bufferSize))
+        return ASE_InvalidMode;
+    for (std::int32_t i = 0; i < numChannels; ++i)
+        if (!validChannel(infos[i].channelNum, infos[i].isInput != 0))
+            return ASE_InvalidParameter;
+    const std::size_t half = static_cast<std::size_t>(bufferSize) * kBytes24;
+    mMemory.assign(static_cast<std::size_t>(numChannels) * 2 * half, 0);
+    mScratch.assign(static_cast<std::size_t>(kInputs + 1) * bufferSize, 0.0f);
+    for (int c = 0; c < kInputs; ++c)
+        mCapsules[c] = mScratch.data() + static_cast<std::size_t>(c) * bufferSize;
+    mConvert = mScratch.data() + static_cast<std::size_t>(kInputs) * bufferSize;
+    mChannels.resize(numChannels);
+    for (std::int32_t i = 0; i < numChannels; ++i) {
+        Channel& c = mChannels[i];
+        c.input = infos[i].isInput != 0;
+        c.number = infos[i].channelNum;
+        for (int h = 0; h < 2; ++h) {
+            c.halves[h] = mMemory.data() + (static_cast<std::size_t>(i) * 2 + h) * half;
+            infos[i].buffers[h] = c.halves[h];
+        }
+    }
+    mBlock = bufferSize;
+    mCallbacks = callbacks;
+    return ASE_OK;
+}
+
+ASIOError CEmulatedDriver::disposeBuffers()
+{
+    stop();
+    mChannels.clear();
+    mMemory.clear();
+    mScratch.clear();
+    mCapsules.fill(nullptr);
+    mConvert = nullptr;
+    mCallbacks = nullptr;
+    mBlock = 0;
+    for (std::atomic<float>& rms : mOutputRms)
+        rms.store(0.0f, std::memory_order_relaxed);
+    return ASE_OK;
+}
+
+// The box takes its outputs when the callback returns; there is nothing to post.
+ASIOError CEmulatedDriver::outputReady()
+{
+    return ASE_NotPresent;
+}
+
+float CEmulatedDriver::outputRms(int channel) const
+{
+    return channel >= 0 && channel < kOutputs ? mOutputRms[channel].load(std::memory_order_relaxed) : 0.0f;
+}
+
+const char* CEmulatedDriver::outputGroupLabel(int channel)
+{
+    const int group = outputGroupOf(channel);
+    return group < kUngrouped ? kOutputGroups[group].label : "out";
+}
+
+// Block k is due k periods after the start; the due time is computed from k, not summed,
+// so rounding never accumulates.
+void CEmulatedDriver::run()
+{
+    using Clock = std::chrono::steady_clock;
+    const double periodNs = 1e9 * mBlock / mRate;
+    Clock::time_point origin = Clock::now();
+    std::int64_t due = 0;
+    while (!mStopRequested.load(std::memory_order_acquire)) {
+        ++due;
+        const auto deadline = origin + std::chrono::nanoseconds(std::llround(periodNs * static_cast<double>(due)));
+        std::this_thread::sleep_until(deadline);
+        if (mStopRequested.load(std::memory_order_acquire))
+            break;
+        produceBlock();
+        if (Clock::now() - deadline > std::chrono::nanoseconds(std::llround(periodNs * kMaxLagBlocks))) {
+            origin = Clock::now();
+            due = 0;
+            mResyncs.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+}
+
+void CEmulatedDriver::produceBlock()
+{
+    renderInputs();
+    mCallbacks->bufferSwitchTimeInfo(nullptr, mHalf, ASIOTrue);
+    meterOutputs();
+    mHalf ^= 1;
+    mBlocks.fetch_add(1, std::memory_order_release);
+}
+
+// The capsules' gains are read from the model every block, so a preamp change is heard
+// with the next one.
+void CEmulatedDriver::renderInputs()
+{
+    for (int c = 0; c < kInputs; ++c)
+        mGains[c] = mModel->capsuleGain(c);
+    mScene->setCapsuleGains(mGains.data());
+    mScene->render(mCapsules.data(), mBlock);
+    for (const Channel& c : mChannels) {
+        if (!c.input)
+            continue;
+        ippsMulC_32f(mCapsules[c.number], kFullScale24, mConvert, mBlock);
+        ippsConvert_32f24s_Sfs(mConvert, c.halves[mHalf], mBlock, 0);
+    }
+}
+
+void CEmulatedDriver::meterOutputs()
+{
+    for (const Channel& c : mChannels) {
+        if (c.input)
+            continue;
+        ippsConvert_24s32f(c.halves[mHalf], mConvert, mBlock);
+        double sum = 0.0;
+        for (int i = 0; i < mBlock; ++i)
+            sum += static_cast<double>(mConvert[i]) * mConvert[i];
+        const double rms = std::sqrt(sum / mBlock) / kFullScale24;
+        mOutputRms[c.number].store(static_cast<float>(rms), std::memory_order_relaxed);
+    }
+}
+
+bool CEmulatedDriver::validChannel(std::int32_t number, bool input) const
+{
+    return number >= 0 && number < (input ? kInputs : kOutputs);
+}
+
+bool CEmulatedDriver::validBlock(std::int32_t frames) const
+{
+    return frames >= kMinBlock && frames <= kMaxBlock && (frames & (frames - 1)) == 0;
+}
+
+void CEmulatedDriver::setError(const char* text)
+{
+    std::snprintf(mError, sizeof mError, "%s", text);
+}
