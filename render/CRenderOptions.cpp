@@ -1,0 +1,242 @@
+#include "render/CRenderOptions.h"
+
+#include <QCommandLineParser>
+
+#include <cmath>
+#include <optional>
+
+namespace {
+
+const QString kKinds = QStringLiteral("melody, percussion, warble, noise, sine:HZ");
+
+std::optional<int> integerIn(const QString& text, int low, int high)
+{
+    bool ok = false;
+    const int value = text.trimmed().toInt(&ok);
+    if (!ok || value < low || value > high)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<double> numberIn(const QString& text, double low, double high)
+{
+    bool ok = false;
+    const double value = text.trimmed().toDouble(&ok);
+    if (!ok || !std::isfinite(value) || value < low || value > high)
+        return std::nullopt;
+    return value;
+}
+
+// AZIMUTH,ELEVATION[,...]: the direction that beams and sources share.
+bool parseDirection(const QStringList& fields, int& phi, int& theta)
+{
+    const auto azimuth = integerIn(fields.value(0), 0, 360);
+    const auto elevation = integerIn(fields.value(1), 0, 180);
+    if (!azimuth || !elevation)
+        return false;
+    phi = *azimuth % 360;
+    theta = *elevation;
+    return true;
+}
+
+// AZIMUTH,ELEVATION,PATTERN[,WNG[,GAIN_DB]]
+bool parseBeam(const QString& text, CBeamTrackRecord& beam, QString& error)
+{
+    const QStringList fields = text.split(',');
+    error = QStringLiteral("bad --beam \"%1\": expected AZIMUTH,ELEVATION,PATTERN[,WNG[,GAIN_DB]] with azimuth "
+                           "0..360, elevation 0..180, gain -60..20 dB")
+                .arg(text);
+    if (fields.size() < 3 || fields.size() > 5 || !parseDirection(fields, beam.phi, beam.theta))
+        return false;
+    beam.pattern = fields[2].trimmed();
+    beam.parameter = fields.value(3).trimmed();
+    if (beam.pattern.isEmpty() || (fields.size() > 3 && !integerIn(beam.parameter, -1000, 1000)))
+        return false;
+    const auto gain = fields.size() > 4 ? numberIn(fields[4], -60.0, 20.0) : std::optional<double>(0.0);
+    if (!gain)
+        return false;
+    beam.volume = float(*gain);
+    return true;
+}
+
+bool parseKind(const QString& text, CSceneSourceRequest& source)
+{
+    static const QList<QPair<QString, CSceneSignal::Kind>> kinds{
+        {"melody", CSceneSignal::Kind::Melody}, {"percussion", CSceneSignal::Kind::Percussion},
+        {"warble", CSceneSignal::Kind::Warble}, {"noise", CSceneSignal::Kind::Noise}};
+    for (const auto& [name, kind] : kinds)
+        if (text == name) {
+            source.kind = kind;
+            return true;
+        }
+    if (!text.startsWith(QLatin1String("sine:")))
+        return false;
+    const auto frequency = numberIn(text.mid(5), 1.0, 20000.0);
+    source.kind = CSceneSignal::Kind::Sine;
+    source.frequency = frequency.value_or(0.0);
+    return frequency.has_value();
+}
+
+// AZIMUTH,ELEVATION,KIND[,LEVEL_DB]
+bool parseSource(const QString& text, CSceneSourceRequest& source, QString& error)
+{
+    const QStringList fields = text.split(',');
+    error = QStringLiteral("bad --source \"%1\": expected AZIMUTH,ELEVATION,KIND[,LEVEL_DB] with KIND one of %2 "
+                           "and a level of -100..0 dB")
+                .arg(text, kKinds);
+    if (fields.size() < 3 || fields.size() > 4 || !parseDirection(fields, source.phi, source.theta))
+        return false;
+    if (!parseKind(fields[2].trimmed(), source))
+        return false;
+    const auto level = fields.size() > 3 ? numberIn(fields[3], -100.0, 0.0) : std::optional<double>(-12.0);
+    source.levelDb = float(level.value_or(0.0));
+    return level.has_value();
+}
+
+bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QString& error)
+{
+    for (const QString& text : parser.values("beam")) {
+        CBeamTrackRecord beam;
+        if (!parseBeam(text, beam, error))
+            return false;
+        options.beams.append(beam);
+    }
+    for (const QString& text : parser.values("source")) {
+        CSceneSourceRequest source;
+        if (!parseSource(text, source, error))
+            return false;
+        options.sources.append(source);
+    }
+    const auto duration = numberIn(parser.value("duration"), 0.001, 24.0 * 3600.0);
+    const auto rate = integerIn(parser.value("rate"), 1, 1000000);
+    const auto block = integerIn(parser.value("block"), 1, 8192);
+    if (!duration || !rate || !block) {
+        error = !duration ? QStringLiteral("bad --duration: give seconds, more than 0 and at most 86400")
+              : !rate     ? QStringLiteral("bad --rate: give a sample rate in Hz")
+                          : QStringLiteral("bad --block: give a block length of 1 to 8192 frames");
+        return false;
+    }
+    options.duration = *duration;
+    options.sampleRate = *rate;
+    options.blockLength = *block;
+    return true;
+}
+
+// What must and must not go together.
+bool checkCombination(const CRenderOptions& options, QString& error)
+{
+    if (options.scene == !options.inputFile.isEmpty())
+        error = options.scene ? QStringLiteral("give either an input wave file or --scene/--source, not both")
+                              : QStringLiteral("no input: give a wave file, or --scene to render the default scene");
+    else if (options.output.isEmpty())
+        error = QStringLiteral("no output: give --output FILE.wav for the beams");
+    else if (!options.beams.isEmpty() && !options.beamFile.isEmpty())
+        error = QStringLiteral("give beams either with --beam or with --beams FILE.vts, not both");
+    else if (options.beams.size() > CRenderOptions::kMaxBeams)
+        error = QStringLiteral("too many beams: at most %1").arg(CRenderOptions::kMaxBeams);
+    else if (!options.arrayOutput.isEmpty() && !options.scene)
+        error = QStringLiteral("--array-output needs a rendered scene (--scene or --source)");
+    else if (!options.arrayOutput.isEmpty() && options.arrayOutput == options.output)
+        error = QStringLiteral("--array-output and --output name the same file");
+    else
+        return true;
+    return false;
+}
+
+} // namespace
+
+bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options, QString& error)
+{
+    options = CRenderOptions();
+    QCommandLineParser parser;
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    parser.addOptions({
+        {{"h", "help"}, ""},
+        {"scene", ""},
+        {"source", "", "spec"},
+        {"duration", "", "seconds", "10"},
+        {"rate", "", "hz", "44100"},
+        {{"b", "beam"}, "", "spec"},
+        {"beams", "", "file"},
+        {{"o", "output"}, "", "file"},
+        {"array-output", "", "file"},
+        {"float", ""},
+        {"block", "", "frames", "512"},
+        {{"q", "quiet"}, ""},
+    });
+    if (!parser.parse(arguments)) {
+        error = parser.errorText() + QStringLiteral(" (see --help)");
+        return false;
+    }
+    options.help = parser.isSet("help");
+    if (options.help)
+        return true;
+    const QStringList positional = parser.positionalArguments();
+    if (positional.size() > 1) {
+        error = QStringLiteral("more than one input file: %1").arg(positional.join(' '));
+        return false;
+    }
+    options.inputFile = positional.value(0);
+    options.scene = parser.isSet("scene") || parser.isSet("source");
+    options.beamFile = parser.value("beams");
+    options.output = parser.value("output");
+    options.arrayOutput = parser.value("array-output");
+    options.floatOutput = parser.isSet("float");
+    options.quiet = parser.isSet("quiet");
+    return parseValues(parser, options, error) && checkCombination(options, error);
+}
+
+QString CRenderOptions::helpText()
+{
+    return QStringLiteral(R"(Usage: vantoria-render [options] INPUT.wav --output BEAMS.wav
+       vantoria-render [options] --scene --output BEAMS.wav
+
+Forms beams from the recording of a 32-capsule spherical microphone array, or from a
+modelled sound scene, with the same signal path as the application, and writes one
+channel per beam into a wave file. It runs as fast as the machine allows.
+
+Input (one of):
+  INPUT.wav                  a wave file. 32 channels are the array's capsules and are
+                             beamformed; any other channel count is copied straight
+                             through (at most 18 channels), as the application plays it.
+  --scene                    render the default scene: a tune from azimuth 30,
+                             elevation 90; percussion from 150, 60; chirps from 270, 120.
+  --source AZ,EL,KIND[,DB]   render a scene of your own instead; repeat for more sources.
+                             KIND is melody, percussion, warble, noise or sine:HZ; DB is
+                             the peak level, -12 by default.
+  --duration SECONDS         length of a rendered scene, rounded up to whole blocks
+                             (default 10).
+  --rate HZ                  sample rate of a rendered scene (default 44100; 39690 to
+                             48510 Hz are accepted).
+
+Beams (one of, up to 18 beams):
+  --beam AZ,EL,PATTERN[,WNG[,GAIN]]
+                             one beam; repeat the option for more. AZ is the azimuth
+                             0..360 degrees, EL the elevation 0..180 (90 is the equator,
+                             0 the array's top), PATTERN one of omni, super3, super2,
+                             super1, hyper3, hyper2, hyper1, card3, card2, card1, dipole1,
+                             torus. WNG is the pattern's "WNG" value (-12, -6, 0, 6 or 12
+                             where the pattern has one; default 0), GAIN the beam's gain
+                             in dB (default 0).
+  --beams FILE.vts           the beams of a beam settings file saved by the application
+                             (muted tracks stay silent).
+
+Output:
+  -o, --output FILE.wav      the beams, one channel per beam, 24-bit (RF64 beyond 4 GiB).
+  --float                    write the beams as 32-bit floats instead.
+  --array-output FILE.wav    also write the 32 capsule signals of a rendered scene,
+                             calibrated, as the application records them (24-bit).
+  Files are written under a temporary name and appear only when complete.
+
+Other:
+  --block FRAMES             frames per processing block (default 512).
+  -q, --quiet                no progress bar and no summary.
+  -h, --help                 this text.
+
+Examples:
+  vantoria-render --scene --beam 30,90,card3 --beam 150,60,hyper3 -o beams.wav
+  vantoria-render take.wav --beams stage.vts --float -o take-beams.wav
+
+Exit status: 0 on success, 1 when rendering failed, 2 for a command line it cannot use.
+)");
+}

@@ -1,0 +1,42 @@
+#pragma once
+// The command line of vantoria-render, parsed into one record. Only the syntax is checked
+// here; pattern names and "WNG" values are checked against the pattern library when the
+// beams are resolved (CPatternCatalogue), sample rates by the audio graph.
+
+#include "device/scene/CSceneSignal.h"
+#include "widgets/beamsettings/CBeamSettings.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+// One source of a described scene: a plane wave from (phi, theta) carrying a signal.
+struct CSceneSourceRequest {
+    int phi = 0;
+    int theta = 90;
+    CSceneSignal::Kind kind = CSceneSignal::Kind::Noise;
+    double frequency = 1000.0; // of a sine
+    float levelDb = -12.0f;    // peak level of the signal at the sphere
+};
+
+struct CRenderOptions {
+    static constexpr int kMaxBeams = 18;
+
+    QString inputFile;                  // a wave file; empty when a scene is rendered
+    bool scene = false;                 // render a scene instead of reading a file
+    QList<CSceneSourceRequest> sources; // the described scene; empty: the default scene
+    double duration = 10.0;             // seconds of scene
+    int sampleRate = 44100;             // of the scene
+    QList<CBeamTrackRecord> beams;      // from --beam; an empty parameter: the pattern's default
+    QString beamFile;                   // a .vts beam settings file
+    QString output;                     // the beams' wave file
+    QString arrayOutput;                // the scene's array signal
+    bool floatOutput = false;           // 32-bit float beams instead of 24-bit integers
+    int blockLength = 512;
+    bool quiet = false;
+    bool help = false;
+
+    // False with a one-line `error` when the command line cannot be used.
+    static bool parse(const QStringList& arguments, CRenderOptions& options, QString& error);
+    static QString helpText();
+};

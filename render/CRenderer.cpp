@@ -1,0 +1,243 @@
+#include "render/CRenderer.h"
+
+#include "audiofile/CAudioFile.h"
+#include "core/graph/CAudioGraph.h"
+#include "device/hardware/CHardwareModel.h"
+#include "device/scene/CSoundScene.h"
+#include "stages/CVolumeControl.h"
+
+#include <QFileInfo>
+
+#include <cmath>
+
+namespace {
+
+constexpr int kCapsules = CAudioGraph::kInputChannels;
+constexpr int kMaxBeams = CRenderOptions::kMaxBeams;
+
+void allocateChannels(std::vector<float>& storage, std::vector<float*>& pointers, int channels, int frames)
+{
+    storage.assign(std::size_t(channels) * std::size_t(frames), 0.0f);
+    pointers.resize(std::size_t(channels));
+    for (int c = 0; c < channels; ++c)
+        pointers[std::size_t(c)] = storage.data() + std::size_t(c) * std::size_t(frames);
+}
+
+QString rateError(int rate)
+{
+    return QStringLiteral("sample rate %1 Hz refused: the signal path runs at 39690 to 48510 Hz").arg(rate);
+}
+
+CSceneSignal sceneSignal(const CSceneSourceRequest& source, double rate, int index)
+{
+    const float level = float(std::pow(10.0, 0.05 * source.levelDb));
+    return CSceneSignal(source.kind, rate, level, std::uint32_t(index + 1), source.frequency);
+}
+
+} // namespace
+
+CRenderer::CRenderer() = default;
+CRenderer::~CRenderer() = default;
+
+bool CRenderer::prepare(const CRenderOptions& options, QString& error)
+{
+    mBlock = options.blockLength;
+    if (!resolveBeams(options, error))
+        return false;
+    if (options.scene)
+        buildScene(options);
+    else if (!openInputFile(options, error))
+        return false;
+    return buildGraph(options, error) && openOutputs(options, error);
+}
+
+bool CRenderer::resolveBeams(const CRenderOptions& options, QString& error)
+{
+    mBeams.clear();
+    if (options.beamFile.isEmpty()) {
+        for (const CBeamTrackRecord& beam : options.beams) {
+            CBeamSetting setting;
+            if (!mCatalogue.resolveStrict(beam, setting, error))
+                return false;
+            mBeams.push_back(setting);
+        }
+        return true;
+    }
+    CBeamSettings settings;
+    const int result = CBeamSettings::load(options.beamFile, settings, kMaxBeams);
+    if (result != CBeamSettings::resultOk) {
+        error = QStringLiteral("%1: %2").arg(options.beamFile, CBeamSettings::describe(result));
+        return false;
+    }
+    for (const CBeamTrackRecord& track : settings.tracks)
+        mBeams.push_back(mCatalogue.resolveLenient(track));
+    return true;
+}
+
+bool CRenderer::openInputFile(const CRenderOptions& options, QString& error)
+{
+    mInputName = options.inputFile;
+    const QFileInfo info(mInputName);
+    if (!info.exists() || !info.isFile()) {
+        error = QStringLiteral("cannot read %1: no such file").arg(mInputName);
+        return false;
+    }
+    CWaveFile probe;
+    int channels = 0, rate = 0, tag = 0, bytes = 0, levl = 0;
+    if (probe.openExisting(mInputName, channels, rate, tag, bytes, levl) != waveOk || channels < 1) {
+        error = QStringLiteral("cannot read %1: not a readable wave file").arg(mInputName);
+        return false;
+    }
+    if (tag != waveTagPcm && tag != waveTagFloat) {
+        error = QStringLiteral("cannot read %1: samples are neither integer PCM nor float").arg(mInputName);
+        return false;
+    }
+    mSampleRate = rate;
+    mTotalFrames = probe.numFrames();
+    mBeamformed = channels == kCapsules;
+    mOutputChannels = mBeamformed ? int(mBeams.size()) : std::min(channels, kMaxBeams);
+    return true;
+}
+
+void CRenderer::buildScene(const CRenderOptions& options)
+{
+    mSampleRate = options.sampleRate;
+    const qint64 frames = qint64(std::ceil(options.duration * mSampleRate));
+    mTotalFrames = (frames + mBlock - 1) / mBlock * mBlock;
+    mBeamformed = true;
+    mOutputChannels = int(mBeams.size());
+    mHardware = std::make_unique<CHardwareModel>();
+    mScene = std::make_unique<CSoundScene>(double(mSampleRate));
+    if (options.sources.isEmpty())
+        CSoundScene::addDefaultSources(*mScene);
+    for (int i = 0; i < options.sources.size(); ++i) {
+        const CSceneSourceRequest& source = options.sources[i];
+        mScene->addSource(float(source.theta), float(source.phi), sceneSignal(source, mSampleRate, i));
+    }
+    float gains[kCapsules];
+    for (int c = 0; c < kCapsules; ++c)
+        gains[c] = mHardware->capsuleGain(c);
+    mScene->setCapsuleGains(gains);
+}
+
+bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
+{
+    if (mOutputChannels < 1) {
+        error = QStringLiteral("no beams: give --beam AZ,EL,PATTERN or --beams FILE.vts with at least one track");
+        return false;
+    }
+    const float rate = float(mSampleRate);
+    mGraph = std::make_unique<CAudioGraph>();
+    int result = mGraph->configure(vkAudioInterface::timeDomain(kCapsules, rate, mBlock),
+                                   vkAudioInterface::timeDomain(mOutputChannels, rate, mBlock));
+    if (result == vkErrFormat) {
+        error = rateError(mSampleRate);
+        return false;
+    }
+    if (result == vkOk)
+        result = mGraph->setInputMode(options.scene ? CAudioGraph::inputLive : CAudioGraph::inputFile);
+    if (result == vkOk)
+        result = mGraph->setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
+    if (result == vkOk && !options.scene)
+        result = mGraph->openInputFile(QFile::encodeName(mInputName).constData());
+    if (result == CAudioGraph::errFileRate) {
+        error = rateError(mSampleRate);
+        return false;
+    }
+    if (result == vkOk)
+        result = mGraph->setNumBeams(mOutputChannels);
+    if (result != vkOk) {
+        error = QStringLiteral("the audio graph refused its set-up (code %1)").arg(result);
+        return false;
+    }
+    if (mBeamformed)
+        steerBeams();
+    if (mHardware) {
+        float calibration[kCapsules];
+        for (int c = 0; c < kCapsules; ++c)
+            calibration[c] = float(std::pow(10.0, 0.05 * mHardware->capsuleErrorDb(c)));
+        mGraph->setInputChannelGains(calibration, kCapsules);
+    }
+    allocateChannels(mInStorage, mIn, kCapsules, mBlock);
+    allocateChannels(mOutStorage, mOut, mOutputChannels, mBlock);
+    return true;
+}
+
+void CRenderer::steerBeams()
+{
+    CVolumeControl* volume = mGraph->volumeControl(CAudioGraph::stageBeamVolume);
+    for (int b = 0; b < int(mBeams.size()); ++b) {
+        const CBeamSetting& beam = mBeams[std::size_t(b)];
+        mGraph->setTheta(b, beam.theta);
+        mGraph->setPhi(b, beam.phi);
+        mGraph->setPattern(b, beam.pattern);
+        mGraph->setParameter(b, beam.parameter);
+        volume->setChannelVolume(b, beam.gain);
+        volume->setMute(b, beam.mute);
+    }
+}
+
+bool CRenderer::openOutputs(const CRenderOptions& options, QString& error)
+{
+    mBeamFile = std::make_unique<CPendingFile>(options.output);
+    const int format = options.floatOutput ? CRenderSink::formatFloat32 : CRenderSink::formatInteger24;
+    if (!mSink.open(mBeamFile->temporaryName(), mOutputChannels, mSampleRate, format, mBlock)) {
+        error = QStringLiteral("cannot write %1").arg(options.output);
+        return false;
+    }
+    if (!options.arrayOutput.isEmpty()) {
+        mArrayFile = std::make_unique<CPendingFile>(options.arrayOutput);
+        if (mGraph->audioFile(CAudioGraph::stageArrayRecorder)->openFile(mArrayFile->temporaryName(), CAudioFile::modeRecording) != vkOk) {
+            error = QStringLiteral("cannot write %1").arg(options.arrayOutput);
+            return false;
+        }
+    }
+    // Without a thread of its own a file stage reads and writes when checkQueue() hands
+    // it a buffer: between blocks, in step with the render.
+    mGraph->audioFile(CAudioGraph::stageFilePlayer)->startFile(false);
+    mGraph->audioFile(CAudioGraph::stageArrayRecorder)->startFile(false);
+    const int result = mGraph->start();
+    if (result != vkOk)
+        error = QStringLiteral("the audio graph did not start (code %1)").arg(result);
+    return result == vkOk;
+}
+
+bool CRenderer::run(const std::function<void(double)>& progress, const std::atomic<bool>& cancel, QString& error)
+{
+    for (qint64 done = 0; done < mTotalFrames; done += mBlock) {
+        if (cancel.load(std::memory_order_relaxed)) {
+            error = QStringLiteral("interrupted; no output written");
+            return false;
+        }
+        if (!renderBlock(done, error))
+            return false;
+        if (progress)
+            progress(double(std::min(done + mBlock, mTotalFrames)) / mSampleRate);
+    }
+    return finish(error);
+}
+
+bool CRenderer::renderBlock(qint64 done, QString& error)
+{
+    if (mScene)
+        mScene->render(mIn.data(), mBlock);
+    const int result = mGraph->process(mIn.data(), mOut.data(), mBlock);
+    if (result != vkOk) {
+        error = QStringLiteral("the audio graph failed with code %1 at %2 s").arg(result).arg(double(done) / mSampleRate);
+        return false;
+    }
+    if (!mSink.write(mOut.data(), int(std::min<qint64>(mBlock, mTotalFrames - done)))) {
+        error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mBeamFile->finalName());
+        return false;
+    }
+    mGraph->checkFileQueues();
+    return true;
+}
+
+bool CRenderer::finish(QString& error)
+{
+    mGraph->audioFile(CAudioGraph::stageArrayRecorder)->stopFile();
+    mGraph->stop();
+    mSink.close();
+    return mBeamFile->commit(error) && (!mArrayFile || mArrayFile->commit(error));
+}

@@ -1,0 +1,80 @@
+#pragma once
+// The offline render: one audio graph, fed from a wave file through its file player or
+// from the modelled scene as its live input, run block after block as fast as the
+// machine allows. The beams (what the graph hands to the driver's outputs) go into a
+// wave file; a rendered scene's calibrated array signal can go through the graph's own
+// array recorder. Outputs appear under their names only after a complete run.
+//
+// The scene's capsules carry the seeded sensitivity errors of the hardware model, and
+// the graph's input volume applies the calibration gains that undo them, as the
+// application does with the box's calibration block.
+
+#include "render/CPatternCatalogue.h"
+#include "render/CPendingFile.h"
+#include "render/CRenderOptions.h"
+#include "render/CRenderSink.h"
+
+#include <QString>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+class CAudioGraph;
+class CHardwareModel;
+class CSoundScene;
+
+class CRenderer {
+public:
+    CRenderer();
+    ~CRenderer();
+    CRenderer(const CRenderer&) = delete;
+    CRenderer& operator=(const CRenderer&) = delete;
+
+    // Opens the input, resolves the beams, builds the graph and creates the outputs
+    // under temporary names. False with a one-line `error`.
+    bool prepare(const CRenderOptions& options, QString& error);
+    // Renders every block; `progress` gets the seconds done. `cancel` is polled between
+    // blocks. On success the outputs take their names; on failure they are removed.
+    bool run(const std::function<void(double)>& progress, const std::atomic<bool>& cancel, QString& error);
+
+    double durationSeconds() const { return double(mTotalFrames) / mSampleRate; }
+    int sampleRate() const { return mSampleRate; }
+    int outputChannels() const { return mOutputChannels; }
+    // False when the input is played straight through instead.
+    bool beamformed() const { return mBeamformed; }
+
+private:
+    bool resolveBeams(const CRenderOptions& options, QString& error);
+    bool openInputFile(const CRenderOptions& options, QString& error);
+    void buildScene(const CRenderOptions& options);
+    bool buildGraph(const CRenderOptions& options, QString& error);
+    void steerBeams();
+    bool openOutputs(const CRenderOptions& options, QString& error);
+    bool renderBlock(qint64 done, QString& error);
+    bool finish(QString& error);
+
+    CPatternCatalogue mCatalogue;
+    std::vector<CBeamSetting> mBeams;
+    // Destroyed in reverse: the graph's recorder and the sink close their files before
+    // an uncommitted temporary file is removed.
+    std::unique_ptr<CPendingFile> mBeamFile;
+    std::unique_ptr<CPendingFile> mArrayFile;
+    CRenderSink mSink;
+    std::unique_ptr<CHardwareModel> mHardware;
+    std::unique_ptr<CSoundScene> mScene;
+    std::unique_ptr<CAudioGraph> mGraph;
+
+    std::vector<float> mInStorage;
+    std::vector<float> mOutStorage;
+    std::vector<float*> mIn;
+    std::vector<float*> mOut;
+
+    QString mInputName;
+    int mSampleRate = 44100;
+    int mBlock = 512;
+    int mOutputChannels = 0;
+    bool mBeamformed = true;
+    qint64 mTotalFrames = 0;
+};

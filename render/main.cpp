@@ -1,0 +1,70 @@
+// vantoria-render: beams from an array recording or a modelled scene, from the command line.
+
+#include "render/CProgressBar.h"
+#include "render/CRenderOptions.h"
+#include "render/CRenderer.h"
+
+#include <QCoreApplication>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+
+namespace {
+
+std::atomic<bool> gInterrupted{false};
+
+void onInterrupt(int)
+{
+    gInterrupted.store(true, std::memory_order_relaxed);
+}
+
+int fail(const QString& message, int status)
+{
+    std::fprintf(stderr, "vantoria-render: %s\n", qPrintable(message));
+    return status;
+}
+
+void printSummary(const CRenderer& renderer, const CRenderOptions& options, double seconds)
+{
+    const double audio = renderer.durationSeconds();
+    const QString what = renderer.beamformed()
+                             ? QStringLiteral("%1 beam%2").arg(renderer.outputChannels()).arg(renderer.outputChannels() == 1 ? "" : "s")
+                             : QStringLiteral("%1 channel%2 straight through").arg(renderer.outputChannels()).arg(renderer.outputChannels() == 1 ? "" : "s");
+    std::printf("Rendered %.2f s at %d Hz to %s in %.2f s: real-time factor %.1f\n", audio, renderer.sampleRate(),
+                qPrintable(what), seconds, seconds > 0.0 ? audio / seconds : 0.0);
+    std::printf("Wrote %s (%s)%s%s\n", qPrintable(options.output), options.floatOutput ? "32-bit float" : "24-bit",
+                options.arrayOutput.isEmpty() ? "" : " and ", qPrintable(options.arrayOutput));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    CRenderOptions options;
+    QString error;
+    if (!CRenderOptions::parse(QCoreApplication::arguments(), options, error))
+        return fail(error, 2);
+    if (options.help) {
+        std::printf("%s", qPrintable(CRenderOptions::helpText()));
+        return 0;
+    }
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
+
+    CRenderer renderer;
+    if (!renderer.prepare(options, error))
+        return fail(error, 1);
+    CProgressBar bar(stderr, renderer.durationSeconds(), !options.quiet);
+    const auto start = std::chrono::steady_clock::now();
+    const bool done = renderer.run([&bar](double seconds) { bar.update(seconds); }, gInterrupted, error);
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    bar.finish();
+    if (!done)
+        return fail(error, 1);
+    if (!options.quiet)
+        printSummary(renderer, options, elapsed.count());
+    return 0;
+}

@@ -1,0 +1,136 @@
+#include "render/CPendingFile.h"
+#include "render/CRenderSink.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+struct SoundFile {
+    SF_INFO info{};
+    std::vector<float> samples; // interleaved, as libsndfile reads them (full scale 1.0)
+};
+
+SoundFile readWithLibsndfile(const QString& name)
+{
+    SoundFile file;
+    SNDFILE* handle = sf_open(QFile::encodeName(name).constData(), SFM_READ, &file.info);
+    if (!handle)
+        return file;
+    sf_command(handle, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
+    file.samples.resize(std::size_t(file.info.frames * file.info.channels));
+    sf_readf_float(handle, file.samples.data(), file.info.frames);
+    sf_close(handle);
+    return file;
+}
+
+// Three channels of distinct ramps, with values beyond full scale in the last one.
+std::vector<std::vector<float>> testBlocks(int frames)
+{
+    std::vector<std::vector<float>> channels(3, std::vector<float>(std::size_t(frames)));
+    for (int i = 0; i < frames; ++i) {
+        channels[0][std::size_t(i)] = float(i) / float(frames) - 0.5f;
+        channels[1][std::size_t(i)] = 0.25f * std::sin(0.01f * float(i));
+        channels[2][std::size_t(i)] = 1.5f * (i % 2 ? 1.0f : -1.0f);
+    }
+    return channels;
+}
+
+class RenderSink : public ::testing::TestWithParam<int> {
+protected:
+    QTemporaryDir mDir;
+};
+
+TEST_P(RenderSink, WritesInterleavedChannelsThatAnotherReaderGetsBack)
+{
+    const int format = GetParam();
+    const int block = 64, partial = 37;
+    const auto channels = testBlocks(block);
+    const float* pointers[3] = {channels[0].data(), channels[1].data(), channels[2].data()};
+    const QString name = mDir.filePath("beams.wav");
+
+    CRenderSink sink;
+    ASSERT_TRUE(sink.open(name, 3, 44100, format, block));
+    ASSERT_TRUE(sink.write(pointers, block));
+    ASSERT_TRUE(sink.write(pointers, partial));
+    sink.close();
+    EXPECT_EQ(sink.framesWritten(), block + partial);
+
+    const SoundFile file = readWithLibsndfile(name);
+    ASSERT_EQ(file.info.channels, 3);
+    ASSERT_EQ(file.info.frames, block + partial);
+    EXPECT_EQ(file.info.samplerate, 44100);
+    EXPECT_EQ(file.info.format & SF_FORMAT_SUBMASK, format == CRenderSink::formatFloat32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_24);
+    // Floats come back exactly; 24-bit within one step, and saturated at full scale.
+    const float step = format == CRenderSink::formatFloat32 ? 0.0f : 1.0f / 8388608.0f;
+    for (int i = 0; i < block + partial; ++i)
+        for (int c = 0; c < 3; ++c) {
+            float expected = channels[std::size_t(c)][std::size_t(i % block)];
+            if (format == CRenderSink::formatInteger24)
+                expected = std::clamp(expected, -1.0f, 1.0f - step);
+            ASSERT_NEAR(file.samples[std::size_t(i * 3 + c)], expected, step) << "frame " << i << " channel " << c;
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(BothSampleFormats, RenderSink,
+                         ::testing::Values(int(CRenderSink::formatInteger24), int(CRenderSink::formatFloat32)));
+
+TEST(RenderSinkErrors, AFileThatCannotBeCreatedIsRefused)
+{
+    CRenderSink sink;
+    EXPECT_FALSE(sink.open("/nonexistent-folder/beams.wav", 2, 44100, CRenderSink::formatFloat32, 16));
+}
+
+TEST(PendingFile, TheFinalNameAppearsOnlyOnCommitAndReplacesAnOldFile)
+{
+    QTemporaryDir dir;
+    const QString finalName = dir.filePath("out.wav");
+    {
+        QFile old(finalName);
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("old");
+    }
+    CPendingFile pending(finalName);
+    EXPECT_NE(pending.temporaryName(), finalName);
+    EXPECT_EQ(QFileInfo(pending.temporaryName()).dir(), QFileInfo(finalName).dir());
+    EXPECT_TRUE(QFileInfo(pending.temporaryName()).fileName().startsWith('.'));
+    QFile temporary(pending.temporaryName());
+    ASSERT_TRUE(temporary.open(QIODevice::WriteOnly));
+    temporary.write("new");
+    temporary.close();
+
+    QString error;
+    ASSERT_TRUE(pending.commit(error)) << qPrintable(error);
+    QFile result(finalName);
+    ASSERT_TRUE(result.open(QIODevice::ReadOnly));
+    EXPECT_EQ(result.readAll(), "new");
+    EXPECT_FALSE(QFile::exists(pending.temporaryName()));
+}
+
+TEST(PendingFile, WithoutACommitNothingIsLeftBehind)
+{
+    QTemporaryDir dir;
+    QString temporaryName;
+    {
+        CPendingFile pending(dir.filePath("out.wav"));
+        temporaryName = pending.temporaryName();
+        QFile temporary(temporaryName);
+        ASSERT_TRUE(temporary.open(QIODevice::WriteOnly));
+    }
+    EXPECT_FALSE(QFile::exists(temporaryName));
+    EXPECT_TRUE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
+
+    CPendingFile lost(dir.filePath("gone/out.wav"));
+    QString error;
+    EXPECT_FALSE(lost.commit(error));
+    EXPECT_TRUE(error.startsWith("cannot write " + dir.filePath("gone/out.wav") + ": ")) << qPrintable(error);
+}
+
+} // namespace
