@@ -20,7 +20,7 @@ struct DialogAnswers {
     std::vector<CTrackDialogs::IntRequest> intRequests;
     std::vector<CTrackDialogs::FileRequest> fileRequests;
     std::deque<std::optional<int>> ints;
-    std::deque<std::optional<QString>> texts;
+    std::deque<QString> texts; // a null string: cancelled
     QColor color; // invalid: cancelled
     QString fileName; // empty: cancelled
 
@@ -40,9 +40,14 @@ struct DialogAnswers {
             return fileName;
         };
         CTrackDialogs::setAnswers(a);
-        CDialogSeam::setTextPrompt([this](QWidget*, const QString&, const QString&, const QString&) {
-            return next(texts);
-        });
+        CDialogSeam::setTextPrompt(
+            [this](QWidget*, const QString&, const QString&, const QString&) -> std::optional<QString> {
+                if (texts.empty() || texts.front().isNull())
+                    return std::nullopt;
+                const QString text = texts.front();
+                texts.pop_front();
+                return text;
+            });
     }
     ~DialogAnswers()
     {
@@ -55,11 +60,11 @@ struct DialogAnswers {
     QString lastText() const { return messages.empty() ? QString() : messages.back().text; }
 
 private:
-    template <typename T> static std::optional<T> next(std::deque<std::optional<T>>& queue)
+    static std::optional<int> next(std::deque<std::optional<int>>& queue)
     {
         if (queue.empty())
             return std::nullopt;
-        auto value = queue.front();
+        const std::optional<int> value = queue.front();
         queue.pop_front();
         return value;
     }
