@@ -84,6 +84,7 @@ int CAudioGraph::configure(vkAudioInterface in, vkAudioInterface out)
         return r;
     resetVolumes();
     setUpHighpass();
+    activateBeams();
     mReady = true;
     return vkOk;
 }
@@ -242,12 +243,20 @@ int CAudioGraph::setNumBeams(int count)
     if (mStarted)
         return vkErrStarted;
     mNumBeams = std::clamp(count, 0, mMaxBeams);
-    for (int beam = 0; beam < mMaxBeams && mZirc->beamCount() > beam; ++beam)
-        mZirc->setBeamActive(beam, beam < mNumBeams);
+    activateBeams();
     mZirc->reset();
     mStageInFormat[stageBeamRecorder] = withChannels(mOutFormat, mNumBeams);
     mStageOutFormat[stageBeamRecorder] = withChannels(mOutFormat, 0);
     return mBeamRecorder->setFormat(mStageInFormat[stageBeamRecorder], mStageOutFormat[stageBeamRecorder]);
+}
+
+// Beams below the count run; the others cost nothing. The node configures all its beams
+// active, so a new graph starts with the count it was given.
+void CAudioGraph::activateBeams()
+{
+    const int beams = std::min(mMaxBeams, mZirc->beamCount());
+    for (int beam = 0; beam < beams; ++beam)
+        mZirc->setBeamActive(beam, beam < mNumBeams);
 }
 
 int CAudioGraph::openInputFile(const char* name)

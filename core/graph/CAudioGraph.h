@@ -155,6 +155,7 @@ private:
     void makeRecords();
     void resetVolumes();
     void setUpHighpass();
+    void activateBeams();
     void rewireInput();
     void rewireOutput();
     void routeMonitor();

@@ -1,0 +1,226 @@
+// One block through the graph: what reaches the driver's outputs, the monitor, the
+// anti-denormal offset, a failing stage, the high-pass and a stop.
+
+#include "tests/core/graph/GraphRig.h"
+
+#include "stages/CMaxValue.h"
+#include "stages/CVolumeControl.h"
+#include "stages/vkHighpassSets.h"
+
+using namespace graphtest;
+
+namespace {
+
+constexpr float kSentinel = 7.0f;
+
+// Peaks of a level stage since its last read.
+std::vector<float> peaks(CMaxValue* level, int channels)
+{
+    std::vector<float> p(static_cast<std::size_t>(channels)), e(static_cast<std::size_t>(channels));
+    level->readLevels(p.data(), e.data(), channels);
+    return p;
+}
+
+TEST(GraphProcess, OutputsBeyondTheActiveBeamsAreSilent)
+{
+    Rig rig(18);
+    Noise noise(2);
+    for (int block = 0; block < 4; ++block) {
+        rig.out.fill(kSentinel);
+        ASSERT_EQ(rig.run(noise), vkOk);
+        for (int ch = 0; ch < 2; ++ch)
+            EXPECT_EQ(maxDifference(rig.out.pointers[ch], rig.graph.outputBus()->channel(ch), kBlock), 0.0f);
+        for (int ch = 2; ch < 18; ++ch)
+            EXPECT_TRUE(allEqual(rig.out.pointers[ch], kBlock, 0.0f)) << "output " << ch;
+    }
+}
+
+TEST(GraphProcess, FewOutputsCarryTheFirstBeamsWhileTheLevelSeesThemAll)
+{
+    Rig rig(4);
+    ASSERT_EQ(rig.graph.setNumBeams(18), vkOk);
+    Noise noise(3);
+    for (int block = 0; block < 3; ++block)
+        ASSERT_EQ(rig.run(noise), vkOk);
+    for (int ch = 0; ch < 4; ++ch)
+        EXPECT_EQ(maxDifference(rig.out.pointers[ch], rig.graph.outputBus()->channel(ch), kBlock), 0.0f);
+    const std::vector<float> level = peaks(rig.graph.maxValue(CAudioGraph::stageOutputLevel), 18);
+    for (int b = 0; b < 18; ++b)
+        EXPECT_GT(level[b], 0.0f) << "beam " << b;
+}
+
+// The monitor listens to input channel 5 (gain 2 at the input, 0.5 at the monitor) and
+// overwrites beam 1's output and the silent output 3.
+TEST(GraphProcess, MonitorOverwritesTheOutputsItSpeaksOn)
+{
+    Rig rig(4);
+    CAudioGraph& g = rig.graph;
+    const float gains[6] = {1, 1, 1, 1, 1, 2};
+    g.setInputChannelGains(gains, 6);
+    g.volumeControl(CAudioGraph::stageMonitorVolume)->setMasterVolume(0.5f);
+    const int outputs[] = {1, 3};
+    ASSERT_EQ(g.setMonitorOutputs(outputs, 2), vkOk);
+    g.setMonitorSource(CAudioGraph::monitorInputBus, 5);
+    g.setMonitorEnabled(true);
+
+    Noise noise(4);
+    ASSERT_EQ(rig.run(noise), vkOk);
+    std::vector<float> expected(kBlock);
+    for (int i = 0; i < kBlock; ++i)
+        expected[i] = (rig.in.samples[5][i] * 2.0f + CAudioGraph::kAntiDenormal) * 0.5f;
+    EXPECT_EQ(maxDifference(rig.out.pointers[1], expected.data(), kBlock), 0.0f);
+    EXPECT_EQ(maxDifference(rig.out.pointers[3], expected.data(), kBlock), 0.0f);
+    EXPECT_EQ(maxDifference(rig.out.pointers[0], g.outputBus()->channel(0), kBlock), 0.0f);
+
+    // Back to beam 1 on the output bus, on output 0 only.
+    g.setMonitorSource(CAudioGraph::monitorOutputBus, 1);
+    ASSERT_EQ(g.setMonitorOutputs(outputs, 1), vkOk);
+    ASSERT_EQ(rig.run(noise), vkOk);
+    for (int i = 0; i < kBlock; ++i)
+        expected[i] = g.outputBus()->channel(1)[i] * 0.5f;
+    EXPECT_EQ(maxDifference(rig.out.pointers[1], expected.data(), kBlock), 0.0f);
+    EXPECT_TRUE(allEqual(rig.out.pointers[3], kBlock, 0.0f));
+
+    g.setMonitorEnabled(false);
+    ASSERT_EQ(rig.run(noise), vkOk);
+    EXPECT_EQ(maxDifference(rig.out.pointers[1], g.outputBus()->channel(1), kBlock), 0.0f);
+}
+
+TEST(GraphProcess, InputBusCarriesTheAntiDenormalOffsetToLevelAndStraightOutputs)
+{
+    Rig rig(4);
+    CAudioGraph& g = rig.graph;
+    ASSERT_EQ(g.setProcessingMode(CAudioGraph::processingStraight), vkOk);
+    ASSERT_EQ(g.setNumBeams(3), vkOk);
+    Noise noise(5);
+    rig.out.fill(kSentinel);
+    ASSERT_EQ(rig.run(noise), vkOk);
+    std::vector<float> expected(kBlock);
+    for (int ch = 0; ch < 3; ++ch) {
+        for (int i = 0; i < kBlock; ++i)
+            expected[i] = rig.in.samples[ch][i] + CAudioGraph::kAntiDenormal;
+        EXPECT_EQ(maxDifference(rig.out.pointers[ch], expected.data(), kBlock), 0.0f) << "output " << ch;
+    }
+    EXPECT_TRUE(allEqual(rig.out.pointers[3], kBlock, 0.0f));
+
+    // Silence in: the input level of the beamforming chain sees the offset alone.
+    ASSERT_EQ(g.setProcessingMode(CAudioGraph::processingBeamforming), vkOk);
+    rig.in.fill(0.0f);
+    peaks(g.maxValue(CAudioGraph::stageInputLevel), 32);
+    ASSERT_EQ(g.process(rig.in.data(), rig.out.data(), kBlock), vkOk);
+    for (float p : peaks(g.maxValue(CAudioGraph::stageInputLevel), 32))
+        EXPECT_EQ(p, CAudioGraph::kAntiDenormal);
+}
+
+// Stage 1 gives a library error on a missing channel: the offset still goes onto the
+// input bus, nothing behind it runs and the driver's outputs stay as they were.
+TEST(GraphProcess, FailingInputStageEndsTheBlockAfterTheOffset)
+{
+    Rig rig(4);
+    CAudioGraph& g = rig.graph;
+    const int outputs[] = {2};
+    ASSERT_EQ(g.setMonitorOutputs(outputs, 1), vkOk);
+    g.setMonitorEnabled(true);
+    Noise noise(6);
+    noise.fill(rig.in);
+    rig.in.pointers[31] = nullptr;
+    rig.out.fill(kSentinel);
+    peaks(g.maxValue(CAudioGraph::stageInputLevel), 32);
+
+    EXPECT_NE(g.process(rig.in.data(), rig.out.data(), kBlock), vkOk);
+    for (int ch = 0; ch < 4; ++ch)
+        EXPECT_TRUE(allEqual(rig.out.pointers[ch], kBlock, kSentinel)) << "output " << ch;
+    for (float p : peaks(g.maxValue(CAudioGraph::stageInputLevel), 32))
+        EXPECT_EQ(p, 0.0f);
+    std::vector<float> expected(kBlock);
+    for (int i = 0; i < kBlock; ++i)
+        expected[i] = rig.in.samples[0][i] + CAudioGraph::kAntiDenormal;
+    EXPECT_EQ(maxDifference(g.inputBus()->channel(0), expected.data(), kBlock), 0.0f);
+}
+
+TEST(GraphProcess, FileModeNeverReadsTheDriverInput)
+{
+    Rig rig(2, CAudioGraph::inputFile);
+    EXPECT_EQ(rig.graph.process(nullptr, rig.out.data(), kBlock), vkOk);
+}
+
+TEST(GraphProcess, StopLeavesEveryStageBufferSilent)
+{
+    Rig rig(4);
+    CAudioGraph& g = rig.graph;
+    const int outputs[] = {0, 1};
+    ASSERT_EQ(g.setMonitorOutputs(outputs, 2), vkOk);
+    g.setMonitorEnabled(true);
+    ASSERT_EQ(g.setNumBeams(4), vkOk);
+    ASSERT_EQ(g.start(), vkOk);
+    Noise noise(7);
+    for (int block = 0; block < 3; ++block)
+        ASSERT_EQ(rig.run(noise), vkOk);
+    ASSERT_FALSE(allEqual(g.stageOutput(CAudioGraph::stageHighpass)->channel(0), kBlock, 0.0f));
+
+    EXPECT_EQ(g.stop(), vkOk);
+    for (int s = 0; s < CAudioGraph::stageCount; ++s) {
+        const vkAudioBuffer* b = g.stageOutput(s);
+        ASSERT_NE(b, nullptr);
+        for (int ch = 0; ch < b->format()->channels(); ++ch)
+            EXPECT_TRUE(allEqual(b->channel(ch), kBlock, 0.0f)) << "stage " << s << " channel " << ch;
+    }
+}
+
+// A cascade of biquads in double precision, direct form I: the reference for the
+// high-pass stage behind the beam volume.
+class BiquadReference {
+public:
+    void setTaps(const vkHighpassTapArray& taps) { mTaps = taps; }
+    float step(double x)
+    {
+        for (int s = 0; s < vkHighpassSections; ++s) {
+            const double* t = mTaps.data() + 6 * s;
+            const double y = (t[0] * x + t[1] * mX1[s] + t[2] * mX2[s] - t[4] * mY1[s] - t[5] * mY2[s]) / t[3];
+            mX2[s] = mX1[s];
+            mX1[s] = x;
+            mY2[s] = mY1[s];
+            mY1[s] = y;
+            x = y;
+        }
+        return float(x);
+    }
+
+private:
+    vkHighpassTapArray mTaps{};
+    double mX1[vkHighpassSections]{}, mX2[vkHighpassSections]{}, mY1[vkHighpassSections]{}, mY2[vkHighpassSections]{};
+};
+
+// Each choice, applied from a stop, filters every beam behind the beam volume like the
+// designed cascade.
+TEST(GraphProcess, HighpassChoiceFiltersEveryBeamLikeItsCascade)
+{
+    Rig rig(4);
+    CAudioGraph& g = rig.graph;
+    ASSERT_EQ(g.setNumBeams(4), vkOk);
+    Noise noise(8);
+    for (int choice : {2, 0, 3, 1}) {
+        g.stop();
+        ASSERT_EQ(g.setHighpass(choice), vkOk);
+        ASSERT_EQ(g.start(), vkOk);
+        std::vector<BiquadReference> reference(4);
+        for (auto& r : reference)
+            r.setTaps(vkHighpassSets[choice]);
+        for (int block = 0; block < 4; ++block) {
+            ASSERT_EQ(rig.run(noise), vkOk);
+            for (int b = 0; b < 4; ++b) {
+                const float* x = g.stageOutput(CAudioGraph::stageBeamVolume)->channel(b);
+                std::vector<float> y(kBlock);
+                float peak = 0.0f;
+                for (int i = 0; i < kBlock; ++i) {
+                    y[i] = reference[b].step(x[i]);
+                    peak = std::max(peak, std::abs(y[i]));
+                }
+                EXPECT_LE(maxDifference(rig.out.pointers[b], y.data(), kBlock), 1e-5f * peak + 1e-9f)
+                    << "set " << choice << " block " << block << " beam " << b;
+            }
+        }
+    }
+}
+
+} // namespace
