@@ -114,8 +114,6 @@ ASIOBool CEmulatedDriver::init(void*)
         setError("No emulated hardware is attached");
         return ASIOFalse;
     }
-    if (setSampleRate(mRate) != ASE_OK)
-        return ASIOFalse;
     mInitialised = true;
     return ASIOTrue;
 }
@@ -194,24 +192,31 @@ ASIOError CEmulatedDriver::getSampleRate(ASIOSampleRate* rate)
     return ASE_OK;
 }
 
-// The scene's capsule filters are designed for one rate: a new rate builds a new scene.
 ASIOError CEmulatedDriver::setSampleRate(ASIOSampleRate rate)
 {
     if (canSampleRate(rate) != ASE_OK)
         return ASE_NoClock;
     if (mThread.joinable())
         return ASE_InvalidMode;
-    if (mScene && rate == mRate)
-        return ASE_OK;
-    auto scene = std::make_unique<CSoundScene>(rate);
+    mRate = rate;
+    return ASE_OK;
+}
+
+// The scene's capsule filters are designed for one rate. Building them takes a while, so
+// it happens once the stream's rate is settled, when the buffers are made.
+bool CEmulatedDriver::prepareScene()
+{
+    if (mScene && mScene->sampleRate() == mRate)
+        return true;
+    mScene.reset();
+    auto scene = std::make_unique<CSoundScene>(mRate);
     CSoundScene::addDefaultSources(*scene);
     if (scene->sourceCount() == 0) {
         setError("The sound scene could not be built");
-        return ASE_NoMemory;
+        return false;
     }
     mScene = std::move(scene);
-    mRate = rate;
-    return ASE_OK;
+    return true;
 }
 
 ASIOError CEmulatedDriver::getChannelInfo(ASIOChannelInfo* info)
@@ -248,6 +253,8 @@ ASIOError CEmulatedDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t num
     for (std::int32_t i = 0; i < numChannels; ++i)
         if (!validChannel(infos[i].channelNum, infos[i].isInput != 0))
             return ASE_InvalidParameter;
+    if (!prepareScene())
+        return ASE_NoMemory;
     const std::size_t half = static_cast<std::size_t>(bufferSize) * kBytes24;
     mMemory.assign(static_cast<std::size_t>(numChannels) * 2 * half, 0);
     mScratch.assign(static_cast<std::size_t>(kInputs + 1) * bufferSize, 0.0f);

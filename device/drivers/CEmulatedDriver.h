@@ -78,6 +78,7 @@ private:
         std::uint8_t* halves[2] = {nullptr, nullptr};
     };
 
+    bool prepareScene();
     void run();
     void produceBlock();
     void renderInputs();
