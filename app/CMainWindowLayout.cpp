@@ -1,0 +1,143 @@
+#include "app/CMainWindowLayout.h"
+
+#include "resources/vkResources.h"
+#include "widgets/CVolumeUnit.h"
+
+#include <QCoreApplication>
+#include <QDockWidget>
+#include <QIcon>
+#include <QLayout>
+#include <QMenu>
+#include <QMenuBar>
+#include <QScrollArea>
+#include <QSplitter>
+#include <QVBoxLayout>
+
+CVolumeUnit* CMainWindowLayout::makeMasterVolume(QWidget* parent)
+{
+    auto* unit = new CVolumeUnit(0, parent);
+    unit->setMakeTable(true);
+    unit->setRange(-40, 40, 0.1f, 1, 50);
+    unit->setTickPosition(CVolumeUnit::ScaleRight);
+    unit->setTickLabels(10);
+    unit->setSuffix(QString());
+    return unit;
+}
+
+void CMainWindowLayout::arrange(QMainWindow& window, const Widgets& widgets)
+{
+    window.setDockNestingEnabled(true);
+    window.setCorner(Qt::TopLeftCorner, Qt::TopDockWidgetArea);
+    window.setCorner(Qt::TopRightCorner, Qt::TopDockWidgetArea);
+    window.setCorner(Qt::BottomLeftCorner, Qt::BottomDockWidgetArea);
+    window.setCorner(Qt::BottomRightCorner, Qt::BottomDockWidgetArea);
+
+    widgets.inputMeter->setMinimumWidth(kInputMeterMinWidth);
+    widgets.outputMeter->setMinimumWidth(kOutputMeterMinWidth);
+    widgets.azimuthDisplay->setMinimumHeight(kAzimuthMinHeight);
+
+    auto* splitter = new QSplitter(Qt::Vertical);
+    splitter->addWidget(widgets.azimuthDisplay);
+    splitter->addWidget(widgets.elevationDisplay);
+    splitter->setSizes({kAzimuthShare, kElevationShare});
+    window.setCentralWidget(splitter);
+
+    placeTopDocks(window, widgets);
+    placeSideAndBottomDocks(window, widgets);
+}
+
+// File navigation across the whole width, and beneath it a row of level meters, volume
+// controls, high-pass and monitor.
+void CMainWindowLayout::placeTopDocks(QMainWindow& window, const Widgets& widgets)
+{
+    window.addDockWidget(Qt::TopDockWidgetArea,
+                         makeDock(window, "File Navigation", widgets.navigator, Qt::TopDockWidgetArea));
+    QDockWidget* previous = makeDock(window, "Input Levels", widgets.inputMeter, Qt::TopDockWidgetArea);
+    window.addDockWidget(Qt::TopDockWidgetArea, previous, Qt::Vertical);
+
+    struct RowDock {
+        const char* title;
+        QWidget* content;
+        Qt::DockWidgetArea allowed;
+    };
+    const RowDock row[] = {
+        {"Output Levels", widgets.outputMeter, Qt::TopDockWidgetArea},
+        {"Input Volume", widgets.inputVolume, Qt::TopDockWidgetArea},
+        {"Output Volume", outputVolumeHolder(widgets.outputVolume), Qt::TopDockWidgetArea},
+        {"Highpass", widgets.hpSelection, Qt::TopDockWidgetArea},
+        {"Monitor Source", widgets.monitor, Qt::LeftDockWidgetArea},
+    };
+    for (const RowDock& entry : row) {
+        QDockWidget* dock = makeDock(window, entry.title, entry.content, entry.allowed);
+        window.splitDockWidget(previous, dock, Qt::Horizontal);
+        previous = dock;
+    }
+}
+
+// The beam tracks down the left; input source, transport and recording source side by
+// side at the bottom.
+void CMainWindowLayout::placeSideAndBottomDocks(QMainWindow& window, const Widgets& widgets)
+{
+    window.addDockWidget(Qt::LeftDockWidgetArea,
+                         makeDock(window, "Beam Tracks", beamTrackScrollArea(widgets.beamSelection),
+                                  Qt::RightDockWidgetArea),
+                         Qt::Vertical);
+    QDockWidget* inputSource = makeDock(window, "Input Source", widgets.inputSource, Qt::LeftDockWidgetArea);
+    window.addDockWidget(Qt::BottomDockWidgetArea, inputSource);
+    QDockWidget* transport = makeDock(window, "Audio Transport", widgets.transport, Qt::BottomDockWidgetArea);
+    window.splitDockWidget(inputSource, transport, Qt::Horizontal);
+    window.splitDockWidget(transport,
+                           makeDock(window, "Recording Source", widgets.recordingSinks, Qt::LeftDockWidgetArea),
+                           Qt::Horizontal);
+}
+
+QDockWidget* CMainWindowLayout::makeDock(QMainWindow& window, const char* title, QWidget* content,
+                                         Qt::DockWidgetAreas allowed)
+{
+    auto* dock = new QDockWidget(tr(title), &window);
+    dock->setObjectName(QString::fromLatin1(title));
+    dock->setAllowedAreas(allowed);
+    dock->setFeatures(QDockWidget::NoDockWidgetFeatures);
+    dock->setWidget(content);
+    return dock;
+}
+
+QWidget* CMainWindowLayout::outputVolumeHolder(QWidget* outputVolume)
+{
+    auto* holder = new QWidget;
+    holder->setMinimumWidth(kOutputVolumeMinWidth);
+    auto* layout = new QVBoxLayout(holder);
+    layout->addWidget(outputVolume, 0, Qt::AlignCenter);
+    return holder;
+}
+
+// The list grows downwards only: it scrolls vertically when taller than the dock and is
+// never scrolled sideways.
+QWidget* CMainWindowLayout::beamTrackScrollArea(QWidget* beamSelection)
+{
+    auto* area = new QScrollArea;
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    area->setWidgetResizable(true);
+    area->setWidget(beamSelection);
+    // The list's layout fixes its minimum size once it has been laid out.
+    if (QLayout* layout = beamSelection->layout())
+        layout->activate();
+    area->setMinimumWidth(beamSelection->minimumWidth() + kBeamTracksExtraWidth);
+    return area;
+}
+
+void CMainWindowLayout::setIcon(QMainWindow& window)
+{
+    window.setWindowIcon(QIcon(vkResources::picture(QStringLiteral("velkor.png"))));
+}
+
+QString CMainWindowLayout::tr(const char* text)
+{
+    return QCoreApplication::translate("CZircApp", text);
+}
+
+QAction* CMainWindowLayout::addMenuEntry(QMainWindow& window, const char* menu, const char* entry)
+{
+    return window.menuBar()->addMenu(tr(menu))->addAction(tr(entry));
+}

@@ -1,0 +1,226 @@
+// The application core headless: start-up without a driver, with another driver, with the
+// box's driver and the emulated box; rebuilds while the stream runs; calibration from the
+// box reaching the graph; settings that the program cannot use.
+
+#include "app/CEmulatedHardware.h"
+#include "app/CZircApp.h"
+#include "box/CZibControl.h"
+#include "core/graph/CAudioGraph.h"
+#include "device/vkHost.h"
+#include "stages/CMaxValue.h"
+#include "stages/CVolumeControl.h"
+#include "tests/app/AppTestSupport.h"
+#include "tests/device/CFakeDriver.h"
+
+#include <QCloseEvent>
+#include <QTest>
+
+#include <cmath>
+
+using apptest::DialogLog;
+using apptest::WorkingDirectory;
+
+namespace {
+const QString kNoDevice = QStringLiteral("No ASIO device available.\nPlease try connecting the hardware or try rebooting");
+const QString kIni = QStringLiteral("vantoria.ini");
+
+class AppTest : public ::testing::Test {
+protected:
+    void TearDown() override
+    {
+        app.reset();
+        hostInit();
+    }
+    // An ini file with emulation off and the given settings otherwise.
+    static void realHardware(CZircSettings s = CZircSettings::defaults())
+    {
+        s.mEmulateHardware = false;
+        s.write(kIni);
+    }
+    void runBlocks(int count)
+    {
+        for (int i = 0; i < count; ++i)
+            fake.driver()->callback(i & 1);
+    }
+
+    WorkingDirectory dir;
+    DialogLog dialogs;
+    CFakeBackend fake;
+    std::unique_ptr<CZircApp> app;
+};
+} // namespace
+
+TEST_F(AppTest, WithoutADriverTheWindowStillOpensOnFiles)
+{
+    fake.config.names.clear();
+    CZircSettings s;
+    s.mInputMode = 0;
+    realHardware(s);
+    app = std::make_unique<CZircApp>();
+
+    EXPECT_EQ(dialogs.warningTexts(), QStringList{kNoDevice});
+    EXPECT_EQ(dialogs.warnings[0].title, QStringLiteral("Vantoria"));
+    EXPECT_EQ(app->settings().mInputMode, 1);
+    EXPECT_EQ(app->device().mSampleRate, 44100.0f);
+    EXPECT_EQ(app->device().mBlockLength, 8192);
+    EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, )"));
+    EXPECT_EQ(app->box()->mPortState.load(), 0);
+    EXPECT_EQ(app->emulation(), nullptr);
+    EXPECT_EQ(app->graphResult(), 0);
+    EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputFile);
+    app->start();
+    app->stop();
+    EXPECT_FALSE(app->graph()->isStarted());
+}
+
+TEST_F(AppTest, AnotherDriverHasNoCalibrationWordAndNumberedOutputs)
+{
+    fake.config.names = {"Fake Driver"};
+    fake.config.inputs = 8;
+    fake.config.outputs = 24;
+    dialogs.itemAnswer = QStringLiteral("Fake Driver");
+    CZircSettings s;
+    s.mInputMode = 0;
+    s.mNumOutputChannels = 3;
+    s.mOutputChannelOffset = 4;
+    s.mMonitorChannelOffset = 5;
+    realHardware(s);
+    app = std::make_unique<CZircApp>();
+
+    EXPECT_TRUE(dialogs.warnings.empty());
+    EXPECT_EQ(app->device().mDevice, QStringLiteral("Fake Driver"));
+    EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, )"));
+    EXPECT_EQ(app->settings().mInputMode, 1); // 8 inputs cannot beamform live
+    EXPECT_EQ(app->device().mOutputs.channels, (std::vector<int>{4, 5, 6}));
+    EXPECT_EQ(app->graph()->monitorOutput(0), 1);
+    EXPECT_EQ(app->graph()->monitorOutput(1), 2);
+    // The driver pages are offered, set to the settings.
+    ASSERT_NE(app->optionsWindow()->outputPage(), nullptr);
+    EXPECT_EQ(app->optionsWindow()->zibOutputPage(), nullptr);
+}
+
+TEST_F(AppTest, ChangingOutputsWhileRunningStopsRebuildsAndStarts)
+{
+    fake.config.names = {"Fake Driver"};
+    fake.config.inputs = 32;
+    fake.config.outputs = 18;
+    dialogs.itemAnswer = QStringLiteral("Fake Driver");
+    CZircSettings s;
+    s.mInputMode = 0;
+    realHardware(s);
+    app = std::make_unique<CZircApp>();
+    ASSERT_EQ(app->graphResult(), 0);
+    EXPECT_EQ(app->settings().mInputMode, 0);
+
+    app->start();
+    ASSERT_TRUE(hostIsRunning());
+    runBlocks(4);
+    const CAudioGraph* before = app->graph();
+
+    // Rebuilding a running stream in any other order is refused by the driver layer,
+    // and the refusal would show as a warning.
+    app->updateOutputChannels(4, 10);
+    EXPECT_TRUE(dialogs.warnings.empty());
+    EXPECT_TRUE(hostIsRunning());
+    EXPECT_NE(app->graph(), before);
+    EXPECT_TRUE(app->graph()->isStarted());
+    EXPECT_EQ(app->device().mOutputs.channels, (std::vector<int>{10, 11, 12, 13, 0, 1}));
+    EXPECT_EQ(app->device().mNumDriverOutputs, 6);
+    runBlocks(4);
+
+    app->stop();
+    app->updateMonitorChannels(1, 12);
+    EXPECT_FALSE(hostIsRunning());
+    EXPECT_EQ(app->device().mOutputs.channels, (std::vector<int>{10, 11, 12, 13}));
+    EXPECT_EQ(app->graph()->monitorOutput(0), 2);
+    EXPECT_TRUE(dialogs.warnings.empty());
+}
+
+TEST_F(AppTest, SettingsTheProgramCannotUseDoNotStopIt)
+{
+    fake.config.names.clear();
+    CZircSettings s;
+    s.mInputMode = 1;
+    s.mNumOutputChannels = -4;
+    s.mOutputChannelOffset = 99;
+    s.mNumMonitorChannels = -1;
+    s.mZibActiveGroups = 0;
+    s.mFcHp = 9;
+    s.mPreampVolume = 33;
+    s.mSensorFile = dir.file(QStringLiteral("gone.wav"));
+    realHardware(s);
+    app = std::make_unique<CZircApp>();
+
+    const QStringList w = dialogs.warningTexts();
+    ASSERT_EQ(w.size(), 2);
+    EXPECT_EQ(w[0], kNoDevice);
+    EXPECT_TRUE(w[1].startsWith(QStringLiteral("Error loading wave file (erroNo:"))) << w[1].toStdString();
+    EXPECT_TRUE(w[1].endsWith(QStringLiteral(").")));
+    EXPECT_TRUE(app->settings().mSensorFile.isEmpty());
+    EXPECT_TRUE(app->device().mOutputs.channels.empty());
+
+    QCloseEvent close;
+    QApplication::sendEvent(app.get(), &close);
+    const CZircSettings written = CZircSettings::load(kIni);
+    EXPECT_EQ(written.mPreampVolume, 33);
+    EXPECT_EQ(written.mFcHp, 9);
+    EXPECT_FALSE(written.mEmulateHardware);
+}
+
+TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
+{
+    fake.config.names.clear();
+    app = std::make_unique<CZircApp>(); // no ini file: emulation on
+
+    ASSERT_NE(app->emulation(), nullptr);
+    EXPECT_EQ(app->box()->mPortState.load(), 1);
+    EXPECT_EQ(app->device().mDevice, QStringLiteral("ASIO TCAT Dice EVM Platform"));
+    EXPECT_EQ(app->device().mZibGroupMask, 7);
+    EXPECT_EQ(app->device().mNumDriverInputs, 32);
+    EXPECT_EQ(app->settings().mInputMode, 0);
+    EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, not calibrated)"));
+    EXPECT_EQ(app->device().mOutputs.channels.front(), 8);
+    EXPECT_NE(app->optionsWindow()->zibOutputPage(), nullptr);
+    EXPECT_TRUE(dialogs.warnings.empty());
+
+    app->start();
+    ASSERT_TRUE(hostIsRunning());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return app->calibrated(); }, 3000));
+    EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, calibrated)"));
+
+    // Each capsule's gain makes up its sensitivity error, as the box's block describes it
+    // (hundredths of a decibel).
+    const CVolumeControl* input = app->graph()->volumeControl(CAudioGraph::stageInputVolume);
+    for (int c = 0; c < 32; ++c) {
+        const float expected = std::pow(10.0f, 0.05f * app->emulation()->model().capsuleErrorDb(c));
+        EXPECT_NEAR(app->calibrationGains()[static_cast<std::size_t>(c)], expected, expected * 0.0012f) << c;
+        EXPECT_FLOAT_EQ(input->gain(c), app->calibrationGains()[static_cast<std::size_t>(c)]) << c;
+    }
+
+    // The stream runs: the input level sees the modelled scene.
+    float peaks[32] = {};
+    float envelopes[32] = {};
+    CMaxValue* level = app->graph()->maxValue(CAudioGraph::stageInputLevel);
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        level->readLevels(peaks, envelopes, 32);
+        return peaks[0] > 1e-4f;
+    }, 3000));
+    app->stop();
+    EXPECT_FALSE(hostIsRunning());
+}
+
+TEST_F(AppTest, BoxGroupChangeRebuildsWithTheGroupsInOrder)
+{
+    fake.config.names.clear();
+    app = std::make_unique<CZircApp>();
+    app->updateZibOutputGroups(7, 4);
+    std::vector<int> expected;
+    for (int c = 16; c < 24; ++c)
+        expected.push_back(c);
+    for (int c = 8; c < 16; ++c)
+        expected.push_back(c);
+    expected.insert(expected.end(), {0, 1});
+    EXPECT_EQ(app->device().mOutputs.channels, expected);
+    EXPECT_EQ(app->graph()->monitorOutput(0), 16);
+    EXPECT_TRUE(dialogs.warnings.empty());
+}

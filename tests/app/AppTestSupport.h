@@ -1,0 +1,108 @@
+#pragma once
+// What the application's tests share: a QApplication for the GoogleTest runner, a fresh
+// working directory per test (the ini file lives there), and recorded answers to every
+// dialog of the application.
+
+#include "app/CAppDialogs.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <deque>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace apptest {
+
+struct ApplicationEnvironment : ::testing::Environment {
+    void SetUp() override
+    {
+        static int argc = 1;
+        static char name[] = "app_tests";
+        static char* argv[] = {name, nullptr};
+        application = std::make_unique<QApplication>(argc, argv);
+    }
+    void TearDown() override { application.reset(); }
+    std::unique_ptr<QApplication> application;
+};
+inline ::testing::Environment* const kApplication = ::testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
+
+// Makes a temporary directory the current one for its lifetime.
+class WorkingDirectory {
+public:
+    WorkingDirectory() : mPrevious(QDir::currentPath()) { QDir::setCurrent(mDir.path()); }
+    ~WorkingDirectory() { QDir::setCurrent(mPrevious); }
+    QString path() const { return mDir.path(); }
+    QString file(const QString& name) const { return mDir.filePath(name); }
+
+private:
+    QTemporaryDir mDir;
+    QString mPrevious;
+};
+
+inline void writeText(const QString& path, const QByteArray& text)
+{
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(text);
+}
+
+inline QByteArray readText(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Answers every dialog of the application and records what was asked.
+class DialogLog {
+public:
+    struct Message {
+        QString title;
+        QString text;
+    };
+
+    DialogLog()
+    {
+        CAppDialogs::Answers a;
+        a.warning = [this](const QString& title, const QString& text) { warnings.push_back({title, text}); };
+        a.question = [this](const QString& title, const QString& text) {
+            questions.push_back({title, text});
+            if (answers.empty())
+                return false;
+            const bool ok = answers.front();
+            answers.pop_front();
+            return ok;
+        };
+        a.item = [this](const QString& title, const QString& label, const QStringList& items) {
+            itemRequests.push_back({title, label});
+            offeredItems = items;
+            return itemAnswer;
+        };
+        CAppDialogs::setAnswers(std::move(a));
+    }
+    ~DialogLog() { CAppDialogs::setAnswers({}); }
+
+    QStringList warningTexts() const
+    {
+        QStringList texts;
+        for (const Message& m : warnings)
+            texts << m.text;
+        return texts;
+    }
+
+    std::vector<Message> warnings;
+    std::vector<Message> questions;
+    std::vector<Message> itemRequests;
+    QStringList offeredItems;
+    std::deque<bool> answers;             // OK or Cancel, one per question; Cancel when none left
+    std::optional<QString> itemAnswer;    // nothing: the user cancels
+};
+
+} // namespace apptest
