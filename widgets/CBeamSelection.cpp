@@ -117,9 +117,10 @@ void CBeamSelection::buildBar(const QString& resourcePath, QBoxLayout* layout)
 
 void CBeamSelection::buildHeader(QBoxLayout* layout)
 {
+    // Indented and spaced as the rows, so that each header stands over its cells.
     auto* header = new QHBoxLayout;
     header->setSpacing(CBeamSelectionTrack::kCellSpacing);
-    header->addSpacing(CBeamSelectionTrack::kRowIndent);
+    header->setContentsMargins(CBeamSelectionTrack::kRowIndent, 0, CBeamSelectionTrack::kRowIndent, 0);
     for (int column = 0; column < CBeamSelectionTrack::NumColumns; ++column) {
         if (!(mColumns & (1 << column)))
             continue;
@@ -131,7 +132,6 @@ void CBeamSelection::buildHeader(QBoxLayout* layout)
         label->setFixedSize(kWidths[column], kHeaderHeight);
         header->addWidget(label);
     }
-    header->addSpacing(CBeamSelectionTrack::kRowIndent);
     header->addStretch();
     layout->addLayout(header);
 }

@@ -3,6 +3,7 @@
 #include "BeamListFixture.h"
 
 #include <QComboBox>
+#include <QLabel>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QSlider>
@@ -39,6 +40,20 @@ TEST_F(BeamList, AddButtonAddsNumberedTracksUpToTheLimit)
     EXPECT_TRUE(answers.messages.empty());
     EXPECT_EQ(list.minimumSizeHint().height(), emptyHeight + 18 * rowStep);
     EXPECT_FALSE(list.isDirty());
+
+    // Each header stands over its column's cells.
+    const char* headers[] = {"ID", "Label", "Azimuth", "Elevation", "Pattern", "Specification", "Volume", "Mute"};
+    QApplication::processEvents();
+    CBeamSelectionTrack* row = list.track(17);
+    for (int column = 0; column < CBeamSelectionTrack::NumColumns; ++column) {
+        const QWidget* cell = row->cell(static_cast<Column>(column));
+        const int cellCentre = row->mapTo(&list, cell->geometry().center()).x();
+        int headerCentre = -1;
+        for (const QLabel* label : list.findChildren<QLabel*>(Qt::FindDirectChildrenOnly))
+            if (label->text() == headers[column])
+                headerCentre = label->geometry().center().x();
+        EXPECT_NEAR(headerCentre, cellCentre, 1) << headers[column];
+    }
 }
 
 TEST_F(BeamList, AddDeleteAndLoadAreRefusedWhileStreaming)
