@@ -43,6 +43,8 @@ void CInputSourceSelection::setFileControlsEnabled(bool enabled)
 
 void CInputSourceSelection::setMode(tMode mode)
 {
+    if (!validMode(mode))
+        return;
     mMode = mode;
     mModeButtons[mode]->setChecked(true);
 }
@@ -59,6 +61,8 @@ void CInputSourceSelection::setFileName(const QString& fileName)
 
 void CInputSourceSelection::setModeEnabled(tMode mode, bool enabled)
 {
+    if (!validMode(mode))
+        return;
     mModeButtons[mode]->setEnabled(enabled);
     if (mode == File)
         mLoadButton->setEnabled(enabled);

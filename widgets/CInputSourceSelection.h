@@ -45,6 +45,9 @@ public slots:
     void updateMode();
 
 private:
+    // A value cast from a number outside the enumeration changes nothing.
+    static bool validMode(int mode) { return mode == Live || mode == File; }
+
     std::array<QRadioButton*, 2> mModeButtons;
     QPushButton* mLoadButton;
     QLabel* mFileLabel;

@@ -99,7 +99,6 @@ TEST(Transport, MaskLaysOutButtonsAndPathChoosesImagesOrTexts)
     EXPECT_FALSE(texts.button(CAudioTransport::LoopButton)->isVisible());
     EXPECT_TRUE(texts.button(CAudioTransport::RecordButton)->isVisible());
     EXPECT_EQ(texts.button(CAudioTransport::PlayButton)->text(), "Start");
-    EXPECT_EQ(texts.button(CAudioTransport::RecordButton)->toolTip(), "acivate/de-activate recording");
 
     CAudioTransport images(QStringLiteral(":/none"), 0x07, 1);
     ASSERT_TRUE(widgettest::showAt(images, 500, 80));
