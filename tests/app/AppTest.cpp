@@ -4,6 +4,7 @@
 
 #include "app/CEmulatedHardware.h"
 #include "app/CZircApp.h"
+#include "app/CZrOptions.h"
 #include "box/CZibControl.h"
 #include "core/graph/CAudioGraph.h"
 #include "device/vkHost.h"
@@ -141,8 +142,6 @@ TEST_F(AppTest, SettingsTheProgramCannotUseDoNotStopIt)
     fake.config.names.clear();
     CZircSettings s;
     s.mInputMode = 1;
-    s.mNumOutputChannels = -4;
-    s.mOutputChannelOffset = 99;
     s.mNumMonitorChannels = -1;
     s.mZibActiveGroups = 0;
     s.mFcHp = 9;
@@ -157,7 +156,7 @@ TEST_F(AppTest, SettingsTheProgramCannotUseDoNotStopIt)
     EXPECT_TRUE(w[1].startsWith(QStringLiteral("Error loading wave file (erroNo:"))) << w[1].toStdString();
     EXPECT_TRUE(w[1].endsWith(QStringLiteral(").")));
     EXPECT_TRUE(app->settings().mSensorFile.isEmpty());
-    EXPECT_TRUE(app->device().mOutputs.channels.empty());
+    EXPECT_EQ(app->device().mOutputs.numMonitorOutputs, 0);
 
     QCloseEvent close;
     QApplication::sendEvent(app.get(), &close);
@@ -165,6 +164,27 @@ TEST_F(AppTest, SettingsTheProgramCannotUseDoNotStopIt)
     EXPECT_EQ(written.mPreampVolume, 33);
     EXPECT_EQ(written.mFcHp, 9);
     EXPECT_FALSE(written.mEmulateHardware);
+}
+
+TEST_F(AppTest, NoOutputsLeaveTheProgramWithoutAGraphButKeepTheSettings)
+{
+    fake.config.names.clear();
+    CZircSettings s;
+    s.mNumOutputChannels = -4;
+    s.mOutputChannelOffset = 99;
+    s.mNumMonitorChannels = 0;
+    s.mSensorFile = dir.file(QStringLiteral("take.wav"));
+    realHardware(s);
+    app = std::make_unique<CZircApp>();
+
+    EXPECT_EQ(dialogs.warningTexts(), QStringList{kNoDevice});
+    EXPECT_TRUE(app->device().mOutputs.channels.empty());
+    EXPECT_GT(app->graphResult(), CZircApp::kGraphOffset);
+    app->start();
+    app->updateTheta(0, 40);
+    app->setHpIndex(2);
+    EXPECT_FALSE(app->graph()->isStarted());
+    EXPECT_EQ(app->settings().mSensorFile, s.mSensorFile);
 }
 
 TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
