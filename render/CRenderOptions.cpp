@@ -203,7 +203,7 @@ Input (one of):
                              elevation 90; percussion from 150, 60; chirps from 270, 120.
   --source AZ,EL,KIND[,DB]   render a scene of your own instead; repeat for more sources.
                              KIND is melody, percussion, warble, noise or sine:HZ; DB is
-                             the peak level, -12 by default.
+                             its level in dB full scale, -12 by default.
   --duration SECONDS         length of a rendered scene, rounded up to whole blocks
                              (default 10).
   --rate HZ                  sample rate of a rendered scene (default 44100; 39690 to

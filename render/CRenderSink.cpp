@@ -2,6 +2,7 @@
 
 #include "core/primitives/ipps.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -13,6 +14,7 @@ bool CRenderSink::open(const QString& name, int channels, int sampleRate, int fo
     mChannels = channels;
     mBytesPerSample = format == formatFloat32 ? 4 : 3;
     mFrames = 0;
+    mClipped = 0;
     mScratch.assign(std::size_t(maxFrames), 0.0f);
     mPacked.assign(std::size_t(maxFrames) * 3, 0);
     mBytes.resize(qsizetype(maxFrames) * channels * mBytesPerSample);
@@ -38,6 +40,7 @@ void CRenderSink::toFileBytes(const float* const* channels, int frames)
     for (int c = 0; c < mChannels; ++c) {
         const char* samples = reinterpret_cast<const char*>(channels[c]);
         if (mBytesPerSample == 3) {
+            mClipped += std::count_if(channels[c], channels[c] + frames, [](float x) { return x >= 1.0f || x < -1.0f; });
             ippsMulC_32f(channels[c], kInteger24Scale, mScratch.data(), frames);
             ippsConvert_32f24s_Sfs(mScratch.data(), mPacked.data(), frames, 0);
             samples = reinterpret_cast<const char*>(mPacked.data());

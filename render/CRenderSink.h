@@ -26,6 +26,8 @@ public:
     void close();
 
     qint64 framesWritten() const { return mFrames; }
+    // Samples beyond full scale that a 24-bit file had to saturate; 0 for float files.
+    qint64 clippedSamples() const { return mClipped; }
 
 private:
     void toFileBytes(const float* const* channels, int frames);
@@ -34,6 +36,7 @@ private:
     int mChannels = 0;
     int mBytesPerSample = 3;
     qint64 mFrames = 0;
+    qint64 mClipped = 0;
     std::vector<float> mScratch;
     std::vector<unsigned char> mPacked;
     QByteArray mBytes;

@@ -42,6 +42,8 @@ public:
     double durationSeconds() const { return double(mTotalFrames) / mSampleRate; }
     int sampleRate() const { return mSampleRate; }
     int outputChannels() const { return mOutputChannels; }
+    // Beam samples that the 24-bit output had to saturate.
+    qint64 clippedSamples() const { return mSink.clippedSamples(); }
     // False when the input is played straight through instead.
     bool beamformed() const { return mBeamformed; }
 

@@ -36,6 +36,7 @@ void printSummary(const CRenderer& renderer, const CRenderOptions& options, doub
                 qPrintable(what), seconds, seconds > 0.0 ? audio / seconds : 0.0);
     std::printf("Wrote %s (%s)%s%s\n", qPrintable(options.output), options.floatOutput ? "32-bit float" : "24-bit",
                 options.arrayOutput.isEmpty() ? "" : " and ", qPrintable(options.arrayOutput));
+    std::fflush(stdout);
 }
 
 } // namespace
@@ -66,5 +67,8 @@ int main(int argc, char** argv)
         return fail(error, 1);
     if (!options.quiet)
         printSummary(renderer, options, elapsed.count());
+    if (renderer.clippedSamples() > 0)
+        std::fprintf(stderr, "vantoria-render: warning: %lld beam samples beyond full scale were clipped; --float keeps them\n",
+                     static_cast<long long>(renderer.clippedSamples()));
     return 0;
 }

@@ -62,6 +62,8 @@ TEST_P(RenderSink, WritesInterleavedChannelsThatAnotherReaderGetsBack)
     ASSERT_TRUE(sink.write(pointers, partial));
     sink.close();
     EXPECT_EQ(sink.framesWritten(), block + partial);
+    // Only the third channel goes beyond full scale, in every frame.
+    EXPECT_EQ(sink.clippedSamples(), format == CRenderSink::formatFloat32 ? 0 : block + partial);
 
     const SoundFile file = readWithLibsndfile(name);
     ASSERT_EQ(file.info.channels, 3);
