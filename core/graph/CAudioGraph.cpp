@@ -170,6 +170,7 @@ void CAudioGraph::setUpHighpass()
     std::array<int, kMaxBeams> sections;
     sections.fill(vkHighpassSections);
     mHighpass->setSections(sections.data(), mMaxBeams);
+    mPassThroughFrames = 0;
     setHighpass(0);
 }
 
@@ -315,6 +316,7 @@ int CAudioGraph::setHighpass(int index)
     for (int ch = 0; ch < mMaxBeams; ++ch)
         if (const int r = mHighpass->setTaps(ch, vkHighpassSets[index].data()); r != vkOk)
             return r;
+    mHighpassIndex.store(index, std::memory_order_release);
     return vkOk;
 }
 
@@ -479,9 +481,24 @@ int CAudioGraph::processBeams(int frames)
         return r;
     if (const int r = mZirc->process(mInputBus->data(), mStageOut[stageBeamformer]->data(), frames); r != vkOk)
         return r;
-    for (int i : {stageBeamVolume, stageHighpass})
-        if (const int r = mStages[i]->process(mStageIn[i]->data(), mStageOut[i]->data(), frames); r != vkOk)
-            return r;
+    const int r = mBeamVolume->process(mStageIn[stageBeamVolume]->data(), mStageOut[stageBeamVolume]->data(), frames);
+    return r != vkOk ? r : processHighpass(frames);
+}
+
+// Set 0 passes every sample through, and two samples under it leave the cascade with no
+// history (its state holds only b1, b2, a1 and a2 terms, all 0). From then on a copy gives
+// the same output for a fraction of the cost, until another set comes.
+int CAudioGraph::processHighpass(int frames)
+{
+    float** in = mStageIn[stageHighpass]->data();
+    float** out = mStageOut[stageHighpass]->data();
+    const int index = mHighpassIndex.load(std::memory_order_acquire);
+    if (index != 0 || mPassThroughFrames < 2) {
+        mPassThroughFrames = index == 0 ? mPassThroughFrames + frames : 0;
+        return mHighpass->process(in, out, frames);
+    }
+    for (int ch = 0; ch < mMaxBeams; ++ch)
+        ippsCopy_32f(in[ch], out[ch], frames);
     return vkOk;
 }
 

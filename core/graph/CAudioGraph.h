@@ -161,6 +161,7 @@ private:
     void routeMonitor();
     int processInput(float** in, int frames);
     int processBeams(int frames);
+    int processHighpass(int frames);
     int processOutput(int frames);
     void deliver(float** out, int frames);
     int processMonitor(float** out, int frames);
@@ -182,6 +183,9 @@ private:
     std::array<std::atomic<int>, kMaxMonitorOutputs> mMonitorOutputs{};
     // The monitored channel; process points both inputs of stage 9 at it each block.
     std::atomic<float*> mMonitorTap{nullptr};
+    // The high-pass set in force, and (audio thread) the frames run since set 0 came.
+    std::atomic<int> mHighpassIndex{0};
+    int mPassThroughFrames = 0;
     // configure built every stage and buffer.
     bool mReady = false;
 

@@ -3,6 +3,7 @@
 
 #include "tests/core/graph/GraphRig.h"
 
+#include "stages/CFilterStageBq.h"
 #include "stages/CMaxValue.h"
 #include "stages/CVolumeControl.h"
 #include "stages/vkHighpassSets.h"
@@ -220,6 +221,32 @@ TEST(GraphProcess, HighpassChoiceFiltersEveryBeamLikeItsCascade)
                     << "set " << choice << " block " << block << " beam " << b;
             }
         }
+    }
+}
+
+// Set changes while audio runs, with stretches of the pass-through set between them:
+// the beams leave the graph as from a high-pass stage that runs every block.
+TEST(GraphProcess, HighpassChangesWhileRunningMatchAStageRunningEveryBlock)
+{
+    Rig rig(4);
+    CAudioGraph& g = rig.graph;
+    ASSERT_EQ(g.setNumBeams(4), vkOk);
+    ASSERT_EQ(g.start(), vkOk);
+    CFilterStageBq always;
+    ASSERT_EQ(always.setFormat(format(4), format(4)), vkOk);
+    const int sections[4] = {3, 3, 3, 3};
+    ASSERT_EQ(always.setSections(sections, 4), vkOk);
+    Channels expected(4);
+    Noise noise(10);
+    for (int choice : {3, 3, 0, 0, 0, 1, 0, 2, 2, 0, 0}) {
+        ASSERT_EQ(g.setHighpass(choice), vkOk);
+        for (int b = 0; b < 4; ++b)
+            ASSERT_EQ(always.setTaps(b, vkHighpassSets[choice].data()), vkOk);
+        ASSERT_EQ(rig.run(noise), vkOk);
+        ASSERT_EQ(always.process(g.stageOutput(CAudioGraph::stageBeamVolume)->data(), expected.data(), kBlock), vkOk);
+        for (int b = 0; b < 4; ++b)
+            EXPECT_EQ(maxDifference(rig.out.pointers[b], expected.pointers[b], kBlock), 0.0f)
+                << "set " << choice << " beam " << b;
     }
 }
 
