@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -303,6 +304,51 @@ TEST_F(EmulatedDriver, MetersWhatTheObjectWritesToTheOutputs)
         EXPECT_GT(level, 1e-3) << "output " << c;
         EXPECT_NEAR(driver().outputRms(c), level, 2 * kQuantum + 1e-6 * level) << "output " << c;
     }
+}
+
+// Notes when each block arrives, and holds up one block far longer than the schedule
+// tolerates.
+class CStaller : public vkAudioClass {
+public:
+    using vkAudioClass::process;
+    static constexpr int kBlocks = 24;
+    static constexpr int kStallBlock = 4;
+    static constexpr auto kStall = std::chrono::milliseconds(300);
+
+    int process(float** in, float** out, int frames) override
+    {
+        const int b = blocks.load(std::memory_order_relaxed);
+        if (b < kBlocks)
+            arrivals[b] = std::chrono::steady_clock::now();
+        if (b == kStallBlock)
+            std::this_thread::sleep_for(kStall);
+        blocks.store(b + 1, std::memory_order_release);
+        return vkAudioClass::process(in, out, frames);
+    }
+    std::atomic<int> blocks{0};
+    std::array<std::chrono::steady_clock::time_point, kBlocks> arrivals{};
+};
+
+// After a block held up for many periods the schedule starts afresh: the blocks that
+// follow come one period apart, not in a burst that makes up for the lost time.
+TEST_F(EmulatedDriver, ResumesAtItsPaceAfterAStall)
+{
+    CStaller object;
+    open(object);
+    ASSERT_EQ(hostStart(), 1);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (object.blocks.load(std::memory_order_acquire) < CStaller::kBlocks && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_EQ(hostStop(), 1);
+    ASSERT_GE(object.blocks.load(), CStaller::kBlocks);
+
+    EXPECT_GE(driver().resyncCount(), 1);
+    // Lateness on a busy machine only stretches these gaps; a burst would shrink them to
+    // almost nothing.
+    const double period = kBlock / 48000.0;
+    const int first = CStaller::kStallBlock + 2;
+    const double span = std::chrono::duration<double>(object.arrivals[CStaller::kBlocks - 1] - object.arrivals[first]).count();
+    EXPECT_GT(span, 0.8 * period * (CStaller::kBlocks - 1 - first));
 }
 
 // Emulation switched off while a driver runs: the running driver keeps its model, and
