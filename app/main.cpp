@@ -1,4 +1,5 @@
-// The program: one CZircApp for the whole run, on Qt's event loop.
+// The program: one CZircApp for the whole run, on Qt's event loop. The vector operations
+// need no initialisation: each picks its code for the processor at its first call.
 
 #include "app/CZircApp.h"
 

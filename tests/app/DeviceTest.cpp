@@ -158,3 +158,16 @@ TEST_F(DeviceTest, AnotherDriverOpensItsOwnChannels)
     EXPECT_EQ(hostNumInputs(), 8);
     EXPECT_EQ(device.mSampleRate, 44100.0f);
 }
+
+TEST_F(DeviceTest, ARateTheRunningDriverCannotTakeNow)
+{
+    fake.config.names = {"ASIO TCAT Dice EVM Platform"};
+    ASSERT_EQ(device.selectDriver(), 0);
+    ASSERT_EQ(hostSetTarget(vkTargetCopy), 0);
+    hostStart();
+    ASSERT_TRUE(hostIsRunning());
+    EXPECT_EQ(device.setSampleRate(48000.0f), vkHostErrRunning + CAudioDevice::kDriverOffset);
+    EXPECT_EQ(device.mSampleRate, 44100.0f);
+    EXPECT_EQ(warnings(), QStringList{"Can't set sample rate.\nPlease close other applications or try rebooting"});
+    hostStop();
+}
