@@ -153,10 +153,10 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
     parser.addOptions({
         {{"h", "help"}, ""},
         {"scene", ""},
-        {"source", "", "spec"},
+        {"source", "", "source"},
         {"duration", "", "seconds", "10"},
         {"rate", "", "hz", "44100"},
-        {{"b", "beam"}, "", "spec"},
+        {{"b", "beam"}, "", "beam"},
         {"beams", "", "file"},
         {{"o", "output"}, "", "file"},
         {"array-output", "", "file"},

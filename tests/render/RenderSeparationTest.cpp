@@ -140,7 +140,6 @@ TEST(RenderSeparation, EachBeamAtADefaultSourceCarriesItTenDecibelsAboveTheOther
                     continue;
                 const double margin = 10.0 * std::log10(share[b] / share[s]);
                 EXPECT_GE(margin, 10.0) << pattern << " beam " << b << " over source " << s;
-                std::printf("%s beam %d: source %d %.1f dB below\n", pattern, b, s, margin);
             }
         }
     }

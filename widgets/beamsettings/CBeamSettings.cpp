@@ -9,7 +9,7 @@
 
 namespace {
 
-// A QColor variant as QSettings streams it (stream version 4.0): type 67, spec Rgb,
+// A QColor variant as QSettings streams it (stream version 4.0): type 67, colour model Rgb,
 // alpha, red, green, blue at 0xffff, padding 0. Compared as bytes so that no Gui class
 // is needed here.
 const QByteArray& pureWhiteStreamed()
