@@ -4,6 +4,7 @@
 
 #include "app/CEmulatedHardware.h"
 #include "app/CZircApp.h"
+#include "app/COptionPages.h"
 #include "app/CZrOptions.h"
 #include "box/CZibControl.h"
 #include "core/graph/CAudioGraph.h"
@@ -13,6 +14,7 @@
 #include "tests/app/AppTestSupport.h"
 #include "tests/device/CFakeDriver.h"
 
+#include <QCheckBox>
 #include <QCloseEvent>
 #include <QTest>
 
@@ -72,6 +74,12 @@ TEST_F(AppTest, WithoutADriverTheWindowStillOpensOnFiles)
     app->start();
     app->stop();
     EXPECT_FALSE(app->graph()->isStarted());
+
+    // The hardware page turns emulation back on for the next start.
+    app->optionsWindow()->hardwarePage()->emulationBox()->click();
+    QCloseEvent close;
+    QApplication::sendEvent(app.get(), &close);
+    EXPECT_TRUE(CZircSettings::load(kIni).mEmulateHardware);
 }
 
 TEST_F(AppTest, AnotherDriverHasNoCalibrationWordAndNumberedOutputs)
@@ -227,12 +235,8 @@ TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
     }, 3000));
     app->stop();
     EXPECT_FALSE(hostIsRunning());
-}
 
-TEST_F(AppTest, BoxGroupChangeRebuildsWithTheGroupsInOrder)
-{
-    fake.config.names.clear();
-    app = std::make_unique<CZircApp>();
+    // The box's groups in their order, the monitor taking over the headphone group.
     app->updateZibOutputGroups(7, 4);
     std::vector<int> expected;
     for (int c = 16; c < 24; ++c)
@@ -242,5 +246,7 @@ TEST_F(AppTest, BoxGroupChangeRebuildsWithTheGroupsInOrder)
     expected.insert(expected.end(), {0, 1});
     EXPECT_EQ(app->device().mOutputs.channels, expected);
     EXPECT_EQ(app->graph()->monitorOutput(0), 16);
+    EXPECT_TRUE(app->calibrated()); // the new graph has the gains as well
+    EXPECT_FLOAT_EQ(app->graph()->volumeControl(CAudioGraph::stageInputVolume)->gain(5), app->calibrationGains()[5]);
     EXPECT_TRUE(dialogs.warnings.empty());
 }
