@@ -188,6 +188,15 @@ void CZrHf::mix(float* const* in, float* out, int frames) const
         ippsAddProduct_32f(mChannelGain[mActiveChannels[a]], in[mActiveChannels[a]], out, frames);
 }
 
+// A block that stays in one cell with no fade needs no envelopes: each capsule of the
+// cell at its share. The envelopes stay clear for the next block.
+void CZrHf::mixSteady(float* const* in, float* out, int frames) const
+{
+    ippsMulC_32f(in[mCell.channel[0]], mCell.scale, out, frames);
+    for (int r = 1; r < mCell.size; ++r)
+        ippsAddProductC_32f(in[mCell.channel[r]], mCell.scale, out, frames);
+}
+
 void CZrHf::clearEnvelopes()
 {
     if (mGainLength > 0)
@@ -222,6 +231,10 @@ int CZrHf::process(float** in, float** out, int frames)
         mFadeLeft = mFadeLength;
     } else if (mCell.index < 0) {
         mCell = cellOf(track[0]); // the first cell after a reset comes in at once
+    }
+    if (mFadeLeft == 0 && std::all_of(track, track + frames, [&](int32_t c) { return c == mCell.index; })) {
+        mixSteady(in, out[0], frames);
+        return vkOk;
     }
     int s = 0;
     if (mFadeLeft > 0)

@@ -77,6 +77,7 @@ private:
     int runFade(int s, int frames);
     void hold(int s);
     void mix(float* const* in, float* out, int frames) const;
+    void mixSteady(float* const* in, float* out, int frames) const;
     void clearEnvelopes();
 
     std::atomic<int> mRequestedType{0};
