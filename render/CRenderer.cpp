@@ -23,11 +23,6 @@ void allocateChannels(std::vector<float>& storage, std::vector<float*>& pointers
         pointers[std::size_t(c)] = storage.data() + std::size_t(c) * std::size_t(frames);
 }
 
-QString rateError(int rate)
-{
-    return QStringLiteral("sample rate %1 Hz refused: the signal path runs at 39690 to 48510 Hz").arg(rate);
-}
-
 CSceneSignal sceneSignal(const CSceneSourceRequest& source, double rate, int index)
 {
     const float level = float(std::pow(10.0, 0.05 * source.levelDb));
@@ -92,6 +87,10 @@ bool CRenderer::openInputFile(const CRenderOptions& options, QString& error)
         error = QStringLiteral("cannot read %1: samples are neither integer PCM nor float").arg(mInputName);
         return false;
     }
+    if (probe.numFrames() < 1) {
+        error = QStringLiteral("cannot read %1: the file holds no samples").arg(mInputName);
+        return false;
+    }
     mSampleRate = rate;
     mTotalFrames = probe.numFrames();
     mBeamformed = channels == kCapsules;
@@ -126,41 +125,51 @@ bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
         error = QStringLiteral("no beams: give --beam AZ,EL,PATTERN or --beams FILE.vts with at least one track");
         return false;
     }
+    const int result = configureGraph(options.scene);
+    if (result == vkErrFormat || result == CAudioGraph::errFileRate)
+        error = QStringLiteral("sample rate %1 Hz refused: the signal path runs at %2 to %3 Hz")
+                    .arg(mSampleRate)
+                    .arg(CAudioGraph::kMinSampleRate)
+                    .arg(CAudioGraph::kMaxSampleRate);
+    else if (result != vkOk)
+        error = QStringLiteral("the audio graph refused its set-up (code %1)").arg(result);
+    if (result != vkOk)
+        return false;
+    if (mBeamformed)
+        steerBeams();
+    if (mHardware)
+        calibrate();
+    allocateChannels(mInStorage, mIn, kCapsules, mBlock);
+    allocateChannels(mOutStorage, mOut, mOutputChannels, mBlock);
+    return true;
+}
+
+// The graph's formats, input, processing mode and beam count; the first failing code.
+int CRenderer::configureGraph(bool scene)
+{
     const float rate = float(mSampleRate);
     mGraph = std::make_unique<CAudioGraph>();
     int result = mGraph->configure(vkAudioInterface::timeDomain(kCapsules, rate, mBlock),
                                    vkAudioInterface::timeDomain(mOutputChannels, rate, mBlock));
-    if (result == vkErrFormat) {
-        error = rateError(mSampleRate);
-        return false;
-    }
     if (result == vkOk)
-        result = mGraph->setInputMode(options.scene ? CAudioGraph::inputLive : CAudioGraph::inputFile);
+        result = mGraph->setInputMode(scene ? CAudioGraph::inputLive : CAudioGraph::inputFile);
     if (result == vkOk)
-        result = mGraph->setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
-    if (result == vkOk && !options.scene)
+        result = mGraph->setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming
+                                                       : CAudioGraph::processingStraight);
+    if (result == vkOk && !scene)
         result = mGraph->openInputFile(QFile::encodeName(mInputName).constData());
-    if (result == CAudioGraph::errFileRate) {
-        error = rateError(mSampleRate);
-        return false;
-    }
     if (result == vkOk)
         result = mGraph->setNumBeams(mOutputChannels);
-    if (result != vkOk) {
-        error = QStringLiteral("the audio graph refused its set-up (code %1)").arg(result);
-        return false;
-    }
-    if (mBeamformed)
-        steerBeams();
-    if (mHardware) {
-        float calibration[kCapsules];
-        for (int c = 0; c < kCapsules; ++c)
-            calibration[c] = float(std::pow(10.0, 0.05 * mHardware->capsuleErrorDb(c)));
-        mGraph->setInputChannelGains(calibration, kCapsules);
-    }
-    allocateChannels(mInStorage, mIn, kCapsules, mBlock);
-    allocateChannels(mOutStorage, mOut, mOutputChannels, mBlock);
-    return true;
+    return result;
+}
+
+// The input volume's channel gains undo the capsules' sensitivity errors.
+void CRenderer::calibrate()
+{
+    float calibration[kCapsules];
+    for (int c = 0; c < kCapsules; ++c)
+        calibration[c] = float(std::pow(10.0, 0.05 * mHardware->capsuleErrorDb(c)));
+    mGraph->setInputChannelGains(calibration, kCapsules);
 }
 
 void CRenderer::steerBeams()

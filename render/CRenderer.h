@@ -52,6 +52,8 @@ private:
     bool openInputFile(const CRenderOptions& options, QString& error);
     void buildScene(const CRenderOptions& options);
     bool buildGraph(const CRenderOptions& options, QString& error);
+    int configureGraph(bool scene);
+    void calibrate();
     void steerBeams();
     bool openOutputs(const CRenderOptions& options, QString& error);
     bool renderBlock(qint64 done, QString& error);

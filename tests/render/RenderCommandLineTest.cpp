@@ -61,6 +61,7 @@ TEST_F(RenderCommandLine, EveryErrorExitsNonZeroWithItsMessageAndWritesNothing)
     writeText("text.wav", "this is not a wave file");
     ASSERT_TRUE(writeWave(path("fast.wav"), noise(32, 1000, 96000, 1)));
     ASSERT_TRUE(writeWave(path("array.wav"), noise(32, 1000, 44100, 1)));
+    ASSERT_TRUE(writeWave(path("empty.wav"), noise(32, 0, 44100, 1)));
     writeText("plain", "a file where a folder should be");
     const struct {
         QStringList arguments;
@@ -69,6 +70,7 @@ TEST_F(RenderCommandLine, EveryErrorExitsNonZeroWithItsMessageAndWritesNothing)
     } cases[] = {
         {{"missing.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "cannot read missing.wav: no such file"},
         {{"text.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "cannot read text.wav: not a readable wave file"},
+        {{"empty.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "cannot read empty.wav: the file holds no samples"},
         {{"fast.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1,
          "sample rate 96000 Hz refused: the signal path runs at 39690 to 48510 Hz"},
         {{"--scene", "--rate", "39689", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "sample rate 39689 Hz refused"},
