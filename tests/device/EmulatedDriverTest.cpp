@@ -27,6 +27,13 @@ namespace {
 constexpr int kInputs = CEmulatedDriver::kInputs;
 constexpr int kOutputs = CEmulatedDriver::kOutputs;
 constexpr int kBlock = CEmulatedDriver::kPreferredBlock;
+// A sanitizer's instrumentation slows the scene's rendering below real time: the clock's
+// pace is then not the driver's to keep.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr bool kInstrumented = true;
+#else
+constexpr bool kInstrumented = false;
+#endif
 // Half a step of 24-bit quantisation, plus room for single-precision rounding.
 constexpr double kQuantum = 1.0 / 8388608.0;
 
@@ -215,7 +222,7 @@ TEST_P(EmulatedDriverAtRate, DeliversTheSceneTimesTheGainsAtTheClocksPace)
     ASSERT_EQ(hostStop(), 1);
 
     const double expected = elapsed * rate / kBlock;
-    EXPECT_GT(counted, 0.75 * expected);
+    EXPECT_GT(counted, kInstrumented ? 0.0 : 0.75 * expected);
     EXPECT_LT(counted, 1.1 * expected + 1);
     EXPECT_EQ(hostState().mMissed.load(), 0);
     EXPECT_NE(object.thread.load(), std::this_thread::get_id());
