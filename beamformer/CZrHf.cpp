@@ -206,36 +206,23 @@ void CZrHf::clearEnvelopes()
     mGainLength = 0;
 }
 
-int CZrHf::process(float** in, float** out, int frames)
+// The cell the block starts in: after a type change the new type's cell fades in from
+// the old type's; after a reset the first sample's cell comes in at once.
+void CZrHf::placeCell(const int32_t* track, int playingType)
 {
-    if (mBlockLength == 0)
-        return vkErrNotConfigured;
-    if (frames < 0 || frames > mBlockLength || !in || !out)
-        return vkErrFormat;
-    const int playing = mCell.index >= 0 ? mHfType : 0;
-    applyRequestedType();
-    if (mHfType == 0 || frames == 0)
-        return vkOk;
-    if (!mThetaSource || !mPhiSource || mFadeLength == 0)
-        return vkErrNotConfigured;
-
-    clearEnvelopes();
-    int32_t* track = mCellTrack.get();
-    for (int s = 0; s < frames; ++s)
-        track[s] = mCellMap[mThetaSource[s] * HfCells::kColumns + mPhiSource[s]];
-
-    if (playing != 0 && playing != mHfType) {
-        // A new type: its cell fades in from the old type's cell.
+    if (playingType != 0 && playingType != mHfType) {
         mFadeFrom = mCell;
         mCell = cellOf(track[0]);
         mFadeLeft = mFadeLength;
     } else if (mCell.index < 0) {
-        mCell = cellOf(track[0]); // the first cell after a reset comes in at once
+        mCell = cellOf(track[0]);
     }
-    if (mFadeLeft == 0 && std::all_of(track, track + frames, [&](int32_t c) { return c == mCell.index; })) {
-        mixSteady(in, out[0], frames);
-        return vkOk;
-    }
+}
+
+// Envelopes along the track: a running fade first, then each sample either holds the
+// cell or, on a new cell, starts a fade (during which the track is not looked at).
+void CZrHf::buildEnvelopes(const int32_t* track, int frames)
+{
     int s = 0;
     if (mFadeLeft > 0)
         s = runFade(0, frames);
@@ -251,6 +238,31 @@ int CZrHf::process(float** in, float** out, int frames)
             hold(s++);
         }
     }
+}
+
+int CZrHf::process(float** in, float** out, int frames)
+{
+    if (mBlockLength == 0)
+        return vkErrNotConfigured;
+    if (frames < 0 || frames > mBlockLength || !in || !out)
+        return vkErrFormat;
+    const int playingType = mCell.index >= 0 ? mHfType : 0;
+    applyRequestedType();
+    if (mHfType == 0 || frames == 0)
+        return vkOk;
+    if (!mThetaSource || !mPhiSource || mFadeLength == 0)
+        return vkErrNotConfigured;
+
+    clearEnvelopes();
+    int32_t* track = mCellTrack.get();
+    for (int s = 0; s < frames; ++s)
+        track[s] = mCellMap[mThetaSource[s] * HfCells::kColumns + mPhiSource[s]];
+    placeCell(track, playingType);
+    if (mFadeLeft == 0 && std::all_of(track, track + frames, [&](int32_t c) { return c == mCell.index; })) {
+        mixSteady(in, out[0], frames);
+        return vkOk;
+    }
+    buildEnvelopes(track, frames);
     mix(in, out[0], frames);
     mGainLength = frames;
     return vkOk;

@@ -73,6 +73,8 @@ private:
     int buildFadeCurve(float sampleRate);
     void applyRequestedType();
     Cell cellOf(int index) const;
+    void placeCell(const int32_t* track, int playingType);
+    void buildEnvelopes(const int32_t* track, int frames);
     void enter(const Cell& cell);
     int runFade(int s, int frames);
     void hold(int s);
