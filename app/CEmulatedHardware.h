@@ -25,7 +25,6 @@ public:
     midi_port_directory_t ports() const;
 
     CHardwareModel& model() const { return *mModel; }
-    emulated_box_t& box() const { return *mBox; }
 
 private:
     std::shared_ptr<CHardwareModel> mModel;

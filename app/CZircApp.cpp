@@ -101,7 +101,6 @@ int CZircApp::buildGraph()
         return mGraphResult;
     mGraph->setInputMode(mSettings.mInputMode);
     mGraph->setMonitorOutputs(mAudio.mOutputs.monitorOutputs.data(), mAudio.mOutputs.numMonitorOutputs);
-    mPatternResponse.assign(static_cast<std::size_t>(std::max(mGraph->maxPolarPoints(), 0)), 0.0f);
     applySettings();
     if (mAudio.isOpen()) {
         hostSetObject(mGraph.get());

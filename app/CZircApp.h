@@ -15,7 +15,6 @@
 
 #include <array>
 #include <memory>
-#include <vector>
 
 class CAudioGraph;
 class CEmulatedHardware;
@@ -41,7 +40,6 @@ public:
     const CAudioDevice& device() const { return mAudio; }
     const CZircSettings& settings() const { return mSettings; }
     int graphResult() const { return mGraphResult; }
-    bool calibrationValid() const { return mCalibrationValid; }
     bool calibrated() const { return mCalibrated; }
     const std::array<float, 32>& calibrationGains() const { return mCalibrationGains; }
 
@@ -103,6 +101,5 @@ private:
     std::array<float, 32> mCalibrationGains{};
     bool mCalibrationValid = false;
     bool mCalibrated = false;
-    std::vector<float> mPatternResponse;
     CZrOptions* mOptions = nullptr;
 };

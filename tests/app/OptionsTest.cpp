@@ -215,6 +215,14 @@ TEST(ZrOptions, ShowsOnlyThePagesSetUpAndForwardsTheirSignals)
     EXPECT_EQ(driver.tabs()->tabText(0), QStringLiteral("Output"));
     EXPECT_EQ(driver.tabs()->tabText(1), QStringLiteral("Monitor"));
     EXPECT_EQ(driver.zibOutputPage(), nullptr);
+    QSignalSpy outputs(&driver, &CZrOptions::outputChannelsChanged);
+    QSignalSpy driverMonitor(&driver, &CZrOptions::monitorChannelsChanged);
+    driver.outputPage()->offsetCombo()->setCurrentIndex(3);
+    driver.monitorPage()->offsetCombo()->setCurrentIndex(4);
+    ASSERT_EQ(outputs.size(), 1);
+    EXPECT_EQ(args(outputs, 0), (QList<int>{8, 3}));
+    ASSERT_EQ(driverMonitor.size(), 1);
+    EXPECT_EQ(args(driverMonitor, 0), (QList<int>{2, 4}));
 }
 
 TEST(HpSelection, IndexIsTheCheckedButton)
