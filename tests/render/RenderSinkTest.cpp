@@ -1,7 +1,5 @@
-#include "render/CPendingFile.h"
 #include "render/CRenderSink.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -83,56 +81,5 @@ TEST_P(RenderSink, WritesInterleavedChannelsThatAnotherReaderGetsBack)
 
 INSTANTIATE_TEST_SUITE_P(BothSampleFormats, RenderSink,
                          ::testing::Values(int(CRenderSink::formatInteger24), int(CRenderSink::formatFloat32)));
-
-TEST(RenderSinkErrors, AFileThatCannotBeCreatedIsRefused)
-{
-    CRenderSink sink;
-    EXPECT_FALSE(sink.open("/nonexistent-folder/beams.wav", 2, 44100, CRenderSink::formatFloat32, 16));
-}
-
-TEST(PendingFile, TheFinalNameAppearsOnlyOnCommitAndReplacesAnOldFile)
-{
-    QTemporaryDir dir;
-    const QString finalName = dir.filePath("out.wav");
-    {
-        QFile old(finalName);
-        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-        old.write("old");
-    }
-    CPendingFile pending(finalName);
-    EXPECT_NE(pending.temporaryName(), finalName);
-    EXPECT_EQ(QFileInfo(pending.temporaryName()).dir(), QFileInfo(finalName).dir());
-    EXPECT_TRUE(QFileInfo(pending.temporaryName()).fileName().startsWith('.'));
-    QFile temporary(pending.temporaryName());
-    ASSERT_TRUE(temporary.open(QIODevice::WriteOnly));
-    temporary.write("new");
-    temporary.close();
-
-    QString error;
-    ASSERT_TRUE(pending.commit(error)) << qPrintable(error);
-    QFile result(finalName);
-    ASSERT_TRUE(result.open(QIODevice::ReadOnly));
-    EXPECT_EQ(result.readAll(), "new");
-    EXPECT_FALSE(QFile::exists(pending.temporaryName()));
-}
-
-TEST(PendingFile, WithoutACommitNothingIsLeftBehind)
-{
-    QTemporaryDir dir;
-    QString temporaryName;
-    {
-        CPendingFile pending(dir.filePath("out.wav"));
-        temporaryName = pending.temporaryName();
-        QFile temporary(temporaryName);
-        ASSERT_TRUE(temporary.open(QIODevice::WriteOnly));
-    }
-    EXPECT_FALSE(QFile::exists(temporaryName));
-    EXPECT_TRUE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
-
-    CPendingFile lost(dir.filePath("gone/out.wav"));
-    QString error;
-    EXPECT_FALSE(lost.commit(error));
-    EXPECT_TRUE(error.startsWith("cannot write " + dir.filePath("gone/out.wav") + ": ")) << qPrintable(error);
-}
 
 } // namespace
