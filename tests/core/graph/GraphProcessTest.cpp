@@ -168,62 +168,6 @@ TEST(GraphProcess, StopLeavesEveryStageBufferSilent)
     }
 }
 
-// A cascade of biquads in double precision, direct form I: the reference for the
-// high-pass stage behind the beam volume.
-class BiquadReference {
-public:
-    void setTaps(const vkHighpassTapArray& taps) { mTaps = taps; }
-    float step(double x)
-    {
-        for (int s = 0; s < vkHighpassSections; ++s) {
-            const double* t = mTaps.data() + 6 * s;
-            const double y = (t[0] * x + t[1] * mX1[s] + t[2] * mX2[s] - t[4] * mY1[s] - t[5] * mY2[s]) / t[3];
-            mX2[s] = mX1[s];
-            mX1[s] = x;
-            mY2[s] = mY1[s];
-            mY1[s] = y;
-            x = y;
-        }
-        return float(x);
-    }
-
-private:
-    vkHighpassTapArray mTaps{};
-    double mX1[vkHighpassSections]{}, mX2[vkHighpassSections]{}, mY1[vkHighpassSections]{}, mY2[vkHighpassSections]{};
-};
-
-// Each choice, applied from a stop, filters every beam behind the beam volume like the
-// designed cascade.
-TEST(GraphProcess, HighpassChoiceFiltersEveryBeamLikeItsCascade)
-{
-    Rig rig(4);
-    CAudioGraph& g = rig.graph;
-    ASSERT_EQ(g.setNumBeams(4), vkOk);
-    Noise noise(8);
-    for (int choice : {2, 0, 3, 1}) {
-        g.stop();
-        ASSERT_EQ(g.setHighpass(choice), vkOk);
-        ASSERT_EQ(g.start(), vkOk);
-        std::vector<BiquadReference> reference(4);
-        for (auto& r : reference)
-            r.setTaps(vkHighpassSets[choice]);
-        for (int block = 0; block < 4; ++block) {
-            ASSERT_EQ(rig.run(noise), vkOk);
-            for (int b = 0; b < 4; ++b) {
-                const float* x = g.stageOutput(CAudioGraph::stageBeamVolume)->channel(b);
-                std::vector<float> y(kBlock);
-                float peak = 0.0f;
-                for (int i = 0; i < kBlock; ++i) {
-                    y[i] = reference[b].step(x[i]);
-                    peak = std::max(peak, std::abs(y[i]));
-                }
-                EXPECT_LE(maxDifference(rig.out.pointers[b], y.data(), kBlock), 1e-5f * peak + 1e-9f)
-                    << "set " << choice << " block " << block << " beam " << b;
-            }
-        }
-    }
-}
-
 // Set changes while audio runs, with stretches of the pass-through set between them:
 // the beams leave the graph as from a high-pass stage that runs every block.
 TEST(GraphProcess, HighpassChangesWhileRunningMatchAStageRunningEveryBlock)
