@@ -10,7 +10,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <mutex>
+#include <iterator>
+#include <system_error>
 
 namespace {
 
@@ -34,16 +35,9 @@ int outputGroupOf(int channel)
     return kUngrouped;
 }
 
-// The one attachment point of the emulation.
-struct Attachment {
-    std::mutex mutex;
-    std::shared_ptr<CHardwareModel> model;
-};
-
-Attachment& attachment()
+const char* groupLabel(int group)
 {
-    static Attachment instance;
-    return instance;
+    return group < kUngrouped ? kOutputGroups[group].label : "out";
 }
 
 class CEmulatedBackend final : public CDriverBackend {
@@ -67,34 +61,6 @@ const CEmulatedBackend gBackend;
 const CDriverRegistration gRegistration(gBackend);
 
 } // namespace
-
-namespace vkEmulation {
-
-void attach(std::shared_ptr<CHardwareModel> model)
-{
-    Attachment& a = attachment();
-    const std::lock_guard<std::mutex> lock(a.mutex);
-    a.model = std::move(model);
-}
-
-void detach()
-{
-    attach(nullptr);
-}
-
-std::shared_ptr<CHardwareModel> model()
-{
-    Attachment& a = attachment();
-    const std::lock_guard<std::mutex> lock(a.mutex);
-    return a.model;
-}
-
-bool attached()
-{
-    return model() != nullptr;
-}
-
-} // namespace vkEmulation
 
 CEmulatedDriver::CEmulatedDriver(std::shared_ptr<CHardwareModel> model)
     : mModel(std::move(model))
@@ -144,7 +110,12 @@ ASIOError CEmulatedDriver::start()
     mHalf = 0;
     mBlocks.store(0, std::memory_order_relaxed);
     mStopRequested.store(false, std::memory_order_relaxed);
-    mThread = std::thread(&CEmulatedDriver::run, this);
+    try {
+        mThread = std::thread(&CEmulatedDriver::run, this);
+    } catch (const std::system_error&) {
+        setError("The emulated clock could not be started");
+        return ASE_HWMalfunction;
+    }
     return ASE_OK;
 }
 
@@ -238,7 +209,7 @@ ASIOError CEmulatedDriver::getChannelInfo(ASIOChannelInfo* info)
     const int group = outputGroupOf(info->channel);
     info->channelGroup = group;
     const int index = group < kUngrouped ? info->channel - kOutputGroups[group].first : info->channel;
-    std::snprintf(info->name, sizeof info->name, "%s %d", outputGroupLabel(info->channel), index + 1);
+    std::snprintf(info->name, sizeof info->name, "%s %d", groupLabel(group), index + 1);
     return ASE_OK;
 }
 
@@ -255,6 +226,16 @@ ASIOError CEmulatedDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t num
             return ASE_InvalidParameter;
     if (!prepareScene())
         return ASE_NoMemory;
+    layOutBuffers(infos, numChannels, bufferSize);
+    mBlock = bufferSize;
+    mCallbacks = callbacks;
+    return ASE_OK;
+}
+
+// One block of memory for both halves of every channel, 3 bytes a sample; the scene
+// renders all capsules into scratch channels of its own.
+void CEmulatedDriver::layOutBuffers(ASIOBufferInfo* infos, std::int32_t numChannels, std::int32_t bufferSize)
+{
     const std::size_t half = static_cast<std::size_t>(bufferSize) * kBytes24;
     mMemory.assign(static_cast<std::size_t>(numChannels) * 2 * half, 0);
     mScratch.assign(static_cast<std::size_t>(kInputs + 1) * bufferSize, 0.0f);
@@ -271,9 +252,6 @@ ASIOError CEmulatedDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t num
             infos[i].buffers[h] = c.halves[h];
         }
     }
-    mBlock = bufferSize;
-    mCallbacks = callbacks;
-    return ASE_OK;
 }
 
 ASIOError CEmulatedDriver::disposeBuffers()
@@ -300,12 +278,6 @@ ASIOError CEmulatedDriver::outputReady()
 float CEmulatedDriver::outputRms(int channel) const
 {
     return channel >= 0 && channel < kOutputs ? mOutputRms[channel].load(std::memory_order_relaxed) : 0.0f;
-}
-
-const char* CEmulatedDriver::outputGroupLabel(int channel)
-{
-    const int group = outputGroupOf(channel);
-    return group < kUngrouped ? kOutputGroups[group].label : "out";
 }
 
 // Block k is due k periods after the start; the due time is computed from k, not summed,

@@ -68,9 +68,6 @@ public:
     // RMS of the last block of an output channel (full scale 1.0); 0 for a channel not opened.
     float outputRms(int channel) const;
 
-    // The box's group of an output channel: "headphone", "ADAT", "8-LO", or "out" outside them.
-    static const char* outputGroupLabel(int channel);
-
 private:
     struct Channel {
         bool input = false;
@@ -79,6 +76,7 @@ private:
     };
 
     bool prepareScene();
+    void layOutBuffers(ASIOBufferInfo* infos, std::int32_t numChannels, std::int32_t bufferSize);
     void run();
     void produceBlock();
     void renderInputs();

@@ -180,27 +180,6 @@ TEST_F(EmulatedDriver, IsListedFirstOnlyWhileAModelIsAttached)
     EXPECT_TRUE(listed());
 }
 
-TEST_F(EmulatedDriver, OffersTheBoxsChannelsBlockAndRates)
-{
-    hostInit();
-    ASSERT_EQ(hostLoadDriver(vkEmulation::kDriverName), 0);
-    EXPECT_EQ(hostDriverInputs(), kInputs);
-    EXPECT_EQ(hostDriverOutputs(), kOutputs);
-    EXPECT_EQ(hostBlockLength(), kBlock);
-    EXPECT_EQ(hostCanSampleRate(44100.0), 1);
-    EXPECT_EQ(hostCanSampleRate(48000.0), 1);
-    EXPECT_EQ(hostCanSampleRate(96000.0), 0);
-
-    CRecorder object(1);
-    open(object);
-    const vkHostState& s = hostState();
-    for (int i = 0; i < kInputs + kOutputs; ++i)
-        EXPECT_EQ(s.mChannelInfo[i].type, ASIOSTInt24LSB);
-    EXPECT_STREQ(s.mChannelInfo[kInputs + 1].name, "headphone 2");
-    EXPECT_STREQ(s.mChannelInfo[kInputs + 8].name, "ADAT 1");
-    EXPECT_STREQ(s.mChannelInfo[kInputs + 23].name, "8-LO 8");
-}
-
 // Inputs equal the scene's rendering times the model's gains, within 24-bit quantisation,
 // block for block from the start; the callback runs on the driver's own thread, at the
 // clock's pace, without allocating.
@@ -273,11 +252,12 @@ TEST_F(EmulatedDriver, APreampChangeIsHeardFromTheNextBlock)
     EXPECT_TRUE(changed);
 }
 
-// stop() joins the clock thread: nothing runs after it. A second start delivers again and
-// the outputs are metered from what the object wrote.
+// stop() joins the clock thread: nothing runs after it, and a second start delivers
+// again. The outputs' meters then hold the last block the object wrote: the copy of
+// inputs 0..23.
 TEST_F(EmulatedDriver, StopJoinsAndRestartsCleanly)
 {
-    CRecorder object(8);
+    CRecorder object(64);
     open(object);
     for (int round = 0; round < 2; ++round) {
         const int before = object.blocks.load();
@@ -293,19 +273,9 @@ TEST_F(EmulatedDriver, StopJoinsAndRestartsCleanly)
     }
     EXPECT_EQ(hostState().mMissed.load(), 0);
     EXPECT_EQ(object.allocations.load(), 0u);
-}
 
-// What the object writes reaches the box's outputs: the copy object passes inputs 0..23,
-// so each output's meter reads its input's level in the last block.
-TEST_F(EmulatedDriver, MetersWhatTheObjectWritesToTheOutputs)
-{
-    CRecorder object(64);
-    open(object);
-    ASSERT_EQ(hostStart(), 1);
-    ASSERT_TRUE(object.waitFor(4, std::chrono::seconds(5)));
-    ASSERT_EQ(hostStop(), 1);
-    const int last = static_cast<int>(driver().blockCount()) - 1;
-    ASSERT_LT(last, object.capacity()) << "ran past the recording; the meters hold a later block";
+    const int last = object.blocks.load() - 1;
+    ASSERT_LT(last, object.capacity());
     for (int c = 0; c < kOutputs; ++c) {
         const double level = rms(object.block(last, c), kBlock);
         EXPECT_GT(level, 1e-3) << "output " << c;
