@@ -33,9 +33,9 @@ CSoundScene::Source::~Source()
 void CSoundScene::addDefaultSources(CSoundScene& scene)
 {
     const double rate = scene.sampleRate();
-    scene.addSource(90.0f, 30.0f, CSceneSignal(CSceneSignal::Kind::Melody, rate, 0.25f));
-    scene.addSource(60.0f, 150.0f, CSceneSignal(CSceneSignal::Kind::Percussion, rate, 0.25f, 7));
-    scene.addSource(120.0f, 270.0f, CSceneSignal(CSceneSignal::Kind::Warble, rate, 0.2f));
+    scene.addSource(90.0f, 30.0f, CSceneSignal(CSceneSignal::Kind::Melody, rate, 0.125f));
+    scene.addSource(60.0f, 150.0f, CSceneSignal(CSceneSignal::Kind::Percussion, rate, 0.125f, 7));
+    scene.addSource(120.0f, 270.0f, CSceneSignal(CSceneSignal::Kind::Warble, rate, 0.1f));
 }
 
 int CSoundScene::addSource(float thetaDegrees, float phiDegrees, const CSceneSignal& signal)

@@ -28,7 +28,8 @@ public:
     CSoundScene& operator=(const CSoundScene&) = delete;
 
     // Three sources at well-separated directions: a tune at theta 90, phi 30; percussion at
-    // theta 60, phi 150; bird-like chirps at theta 120, phi 270.
+    // theta 60, phi 150; bird-like chirps at theta 120, phi 270. Together they peak near
+    // -5 dBFS on the capsules (about -22 dBFS RMS), leaving room for preamp gain.
     static void addDefaultSources(CSoundScene& scene);
 
     // Adds a source whose wave arrives from (theta, phi) in degrees, in the capsules' frame.
