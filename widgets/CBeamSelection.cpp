@@ -142,14 +142,18 @@ QSize CBeamSelection::minimumSizeHint() const
 {
     if (mNumTracks == 0)
         return mEmptySize;
-    return {mEmptySize.width(), mEmptySize.height() + mNumTracks * (mTracks[0]->minimumSizeHint().height() +
-                                                                    mTrackLayout->spacing())};
+    return {mEmptySize.width(), mEmptySize.height() + mNumTracks * rowStep()};
+}
+
+int CBeamSelection::rowStep() const
+{
+    // Only asked with at least one row in place; all rows have the same height.
+    return mTracks[0]->minimumSizeHint().height() + mTrackLayout->spacing();
 }
 
 void CBeamSelection::resizeByRows(int rows)
 {
-    resize(width(), height() + rows * (mTracks[0] ? mTracks[0]->minimumSizeHint().height() : 0) +
-                        rows * mTrackLayout->spacing());
+    resize(width(), height() + rows * rowStep());
 }
 
 float CBeamSelection::gain(int index) const

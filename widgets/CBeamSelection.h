@@ -125,6 +125,7 @@ private:
     void takeNewValues(const CBeamTrackRecord& record);
     void resetNewValues();
     void resizeByRows(int rows);
+    int rowStep() const;
     bool validIndex(int index) const { return index >= 0 && index < mNumTracks; }
 
     int mMaxTracks;
