@@ -107,6 +107,8 @@ ASIOError CEmulatedDriver::start()
         return ASE_InvalidMode;
     if (mThread.joinable())
         return ASE_OK;
+    if (!prepareScene()) // the rate may have changed since the buffers were made
+        return ASE_NoMemory;
     mHalf = 0;
     mBlocks.store(0, std::memory_order_relaxed);
     mStopRequested.store(false, std::memory_order_relaxed);

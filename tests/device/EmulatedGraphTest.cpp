@@ -177,7 +177,7 @@ TEST(EmulatedGraph, BeamsSteeredAtTheScenesSourcesCarryThemLive)
     ASSERT_EQ(hostSetTarget(vkTargetObject), 0);
     ASSERT_EQ(graph.start(), 0);
     ASSERT_EQ(hostStart(), 1);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30); // room for sanitizers
     while (tap.blocks.load(std::memory_order_acquire) < kRecordedBlocks && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ASSERT_EQ(hostStop(), 1);
