@@ -6,7 +6,7 @@
 #include <QSignalBlocker>
 
 CAudioTransport::CAudioTransport(const QString& resourcePath, int layoutMask, int recordMode, QWidget* parent)
-    : QWidget(parent), mRecordMode(recordMode)
+    : QWidget(parent), mRecordMode(recordMode), mLayoutMask(layoutMask)
 {
     mStopButton = makeButton(resourcePath, QStringLiteral("Stop"), QStringLiteral("stop"),
                              QStringLiteral("stop streaming audio"), true);
@@ -89,6 +89,10 @@ QPushButton* CAudioTransport::button(Button which) const
 
 void CAudioTransport::pressButton(int code)
 {
+    // A button that isn't laid out can't be pressed: one of those shown stays down.
+    const int bit = code == RecordOn || code == RecordOff ? RecordButton : code;
+    if (!(bit & mLayoutMask))
+        return;
     switch (code) {
     case StopButton: mStopButton->setChecked(true); break;
     case PauseButton: mPauseButton->setChecked(true); break;

@@ -19,7 +19,7 @@ public:
     CAudioTransport(const QString& resourcePath, int layoutMask, int recordMode, QWidget* parent = nullptr);
 
     // Presses a button from code, as the user would: 1 stop, 2 pause, 4 play, 8 loop,
-    // 128 record on, 129 record off; any other code does nothing.
+    // 128 record on, 129 record off; any other code, or a button not laid out, does nothing.
     void pressButton(int code);
 
     QPushButton* button(Button which) const;
@@ -50,4 +50,5 @@ private:
     QPushButton* mLoopButton;
     QPushButton* mRecordButton;
     int mRecordMode;
+    int mLayoutMask;
 };

@@ -97,6 +97,8 @@ TEST(Transport, MaskLaysOutButtonsAndPathChoosesImagesOrTexts)
     CAudioTransport texts(QString(), 0x17, 1);
     ASSERT_TRUE(widgettest::showAt(texts, 500, 80));
     EXPECT_FALSE(texts.button(CAudioTransport::LoopButton)->isVisible());
+    texts.pressButton(8); // hidden: the shown stop button stays down
+    EXPECT_TRUE(texts.button(CAudioTransport::StopButton)->isChecked());
     EXPECT_TRUE(texts.button(CAudioTransport::RecordButton)->isVisible());
     EXPECT_EQ(texts.button(CAudioTransport::PlayButton)->text(), "Start");
 
