@@ -13,6 +13,15 @@
 #include <QSplitter>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
+namespace {
+int ceilDiv(int a, int b)
+{
+    return (a + b - 1) / b;
+}
+} // namespace
+
 CVolumeUnit* CMainWindowLayout::makeMasterVolume(QWidget* parent)
 {
     auto* unit = new CVolumeUnit(0, parent);
@@ -36,14 +45,28 @@ void CMainWindowLayout::arrange(QMainWindow& window, const Widgets& widgets)
     widgets.outputMeter->setMinimumWidth(kOutputMeterMinWidth);
     widgets.azimuthDisplay->setMinimumHeight(kAzimuthMinHeight);
 
-    auto* splitter = new QSplitter(Qt::Vertical);
-    splitter->addWidget(widgets.azimuthDisplay);
-    splitter->addWidget(widgets.elevationDisplay);
-    splitter->setSizes({kAzimuthShare, kElevationShare});
-    window.setCentralWidget(splitter);
+    window.setCentralWidget(displaySplitter(widgets.azimuthDisplay, widgets.elevationDisplay));
 
     placeTopDocks(window, widgets);
     placeSideAndBottomDocks(window, widgets);
+}
+
+// The azimuth display above the elevation display, sharing the height 100 to 60. Qt raises
+// a share below a display's minimum height to that minimum before it divides the height,
+// which would give 300 to 100 here; the shares are scaled past both minimums instead, so
+// that the ratio holds whenever the window leaves room for it.
+QSplitter* CMainWindowLayout::displaySplitter(QWidget* azimuthDisplay, QWidget* elevationDisplay)
+{
+    auto* splitter = new QSplitter(Qt::Vertical);
+    splitter->addWidget(azimuthDisplay);
+    splitter->addWidget(elevationDisplay);
+    const auto minimumHeight = [](const QWidget* w) {
+        return std::max(w->minimumHeight(), w->minimumSizeHint().height());
+    };
+    const int scale = std::max({1, ceilDiv(minimumHeight(azimuthDisplay), kAzimuthShare),
+                                ceilDiv(minimumHeight(elevationDisplay), kElevationShare)});
+    splitter->setSizes({kAzimuthShare * scale, kElevationShare * scale});
+    return splitter;
 }
 
 // File navigation across the whole width, and beneath it a row of level meters, volume

@@ -10,6 +10,7 @@
 
 class CVolumeUnit;
 class QDockWidget;
+class QSplitter;
 
 class CMainWindowLayout {
 public:
@@ -30,7 +31,7 @@ public:
         QWidget* elevationDisplay = nullptr;
     };
 
-    // Initial heights of the azimuth and the elevation display.
+    // Initial shares of the height of the azimuth and the elevation display.
     static constexpr int kAzimuthShare = 100;
     static constexpr int kElevationShare = 60;
     static constexpr int kInputMeterMinWidth = 550;
@@ -66,6 +67,7 @@ private:
     static QAction* addMenuEntry(QMainWindow& window, const char* menu, const char* entry);
     static QDockWidget* makeDock(QMainWindow& window, const char* title, QWidget* content,
                                  Qt::DockWidgetAreas allowed);
+    static QSplitter* displaySplitter(QWidget* azimuthDisplay, QWidget* elevationDisplay);
     static void placeTopDocks(QMainWindow& window, const Widgets& widgets);
     static void placeSideAndBottomDocks(QMainWindow& window, const Widgets& widgets);
     static QWidget* outputVolumeHolder(QWidget* outputVolume);
