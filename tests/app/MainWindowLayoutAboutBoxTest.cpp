@@ -3,6 +3,7 @@
 #include "tests/widgets/WidgetTestSupport.h"
 
 #include <QCloseEvent>
+#include <QDir>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMainWindow>
@@ -128,4 +129,13 @@ TEST(AboutBox, BlocksTheWindowUntilOkOrTheCloseButton)
     EXPECT_TRUE(closeProbe.sawModalBox);
     EXPECT_FALSE(closeProbe.neededRescue);
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+}
+
+// Writes a picture of the About box for review.
+TEST(AboutBox, Picture)
+{
+    CAboutBox box;
+    ASSERT_TRUE(widgettest::showAt(box, box.sizeHint().width(), box.sizeHint().height()));
+    EXPECT_GE(box.width(), 150);
+    EXPECT_TRUE(box.grab().save(QDir::current().filePath("about-box.png")));
 }

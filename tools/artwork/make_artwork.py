@@ -86,24 +86,17 @@ def glow(active, colour):
 
 
 def loop_symbol(colour):
-    """Three quarters of a circle, clockwise, ending in an arrow head."""
-    cx, cy, r = 256.0, 256.0, 104.0
-    start, end = math.radians(-50.0), math.radians(220.0)
-    x0, y0 = cx + r * math.cos(start), cy + r * math.sin(start)
-    x1, y1 = cx + r * math.cos(end), cy + r * math.sin(end)
-    arc = (f'<path d="M {num(x0)} {num(y0)} A {num(r)} {num(r)} 0 1 1 {num(x1)} {num(y1)}" '
-           f'fill="none" stroke="{colour}" stroke-width="44" stroke-linecap="round"/>\n')
-    # The head sits at the start of the arc and points along the arc's direction there.
-    tangent = start - math.pi / 2.0
-    tip = (x0 + 62.0 * math.cos(tangent), y0 + 62.0 * math.sin(tangent))
-    normal = start
-    back = (x0 - 14.0 * math.cos(tangent), y0 - 14.0 * math.sin(tangent))
-    left = (back[0] + 54.0 * math.cos(normal), back[1] + 54.0 * math.sin(normal))
-    right = (back[0] - 54.0 * math.cos(normal), back[1] - 54.0 * math.sin(normal))
-    head = (f'<path d="M {num(tip[0])} {num(tip[1])} L {num(left[0])} {num(left[1])} '
-            f'L {num(right[0])} {num(right[1])} Z" fill="{colour}" stroke="{colour}" '
-            'stroke-width="12" stroke-linejoin="round"/>\n')
-    return arc + head
+    """A rounded loop with an arrow head on its top and bottom runs, turning clockwise."""
+    runs = ('M 216 336 H 186 A 60 60 0 0 1 126 276 V 236 A 60 60 0 0 1 186 176 H 222',
+            'M 296 176 H 326 A 60 60 0 0 1 386 236 V 276 A 60 60 0 0 1 326 336 H 290')
+    heads = ('M 222 126 L 282 176 L 222 226 Z', 'M 290 286 L 230 336 L 290 386 Z')
+    body = ""
+    for run, head in zip(runs, heads):
+        body += (f'<path d="{run}" fill="none" stroke="{colour}" stroke-width="40" '
+                 'stroke-linecap="round" stroke-linejoin="round"/>\n'
+                 f'<path d="{head}" fill="{colour}" stroke="{colour}" stroke-width="10" '
+                 'stroke-linejoin="round"/>\n')
+    return body
 
 
 def transport_symbol(name, colour):
@@ -204,14 +197,15 @@ def lobe_path(cx, cy, angle, length):
 
 
 def logo():
-    cx, cy, radius = 256.0, 256.0, 118.0
+    # Centred on the whole picture: the lobe at the bottom reaches further than the two above.
+    cx, cy, radius = 256.0, 212.0, 118.0
     defs = ('<radialGradient id="sphere" cx="0.38" cy="0.32" r="0.75">\n'
             '<stop offset="0" stop-color="#7d93b0"/><stop offset="0.55" stop-color="#34465e"/>\n'
             '<stop offset="1" stop-color="#141c27"/>\n'
             '</radialGradient>\n')
     body = ""
-    for colour, angle in zip(LOBE_COLOURS, (35.0, 160.0, 280.0)):
-        body += (f'<path d="{lobe_path(cx, cy, angle, 250.0)}" fill="{colour}" fill-opacity="0.55" '
+    for colour, angle in zip(LOBE_COLOURS, (30.0, 150.0, 270.0)):
+        body += (f'<path d="{lobe_path(cx, cy, angle, 250.0)}" fill="{colour}" fill-opacity="0.7" '
                  f'stroke="{colour}" stroke-width="8" stroke-linejoin="round"/>\n')
     body += (f'<circle cx="{num(cx)}" cy="{num(cy)}" r="{num(radius)}" fill="url(#sphere)" '
              'stroke="#0e141c" stroke-width="8"/>\n')
