@@ -107,27 +107,34 @@ int CAudioGraph::buildStages()
 }
 
 // The twenty records: each a copy of the graph's input or output record with the
-// channel count of its place in the chain.
+// channel count of its place in the chain. The beamformer alone crosses from one to the
+// other.
 void CAudioGraph::makeRecords()
 {
+    const vkAudioInterface& in = mInFormat;
+    const vkAudioInterface& out = mOutFormat;
     struct Place {
-        bool outSide; // the record comes from mOutFormat
-        int in;
-        int out;
+        const vkAudioInterface& inRecord;
+        int inChannels;
+        const vkAudioInterface& outRecord;
+        int outChannels;
     };
     const Place places[stageCount] = {
-        {false, 0, mNumInputs},         {false, mNumInputs, mNumInputs}, {false, mNumInputs, 0},
-        {false, mNumInputs, 0},         {false, mNumInputs, mMaxBeams},  {true, mMaxBeams, mMaxBeams},
-        {true, mMaxBeams, mMaxBeams},   {true, mMaxBeams, 0},            {true, mNumBeams, 0},
-        {true, kMaxMonitorOutputs, kMaxMonitorOutputs},
+        {in, 0, in, mNumInputs},
+        {in, mNumInputs, in, mNumInputs},
+        {in, mNumInputs, in, 0},
+        {in, mNumInputs, in, 0},
+        {in, mNumInputs, out, mMaxBeams},
+        {out, mMaxBeams, out, mMaxBeams},
+        {out, mMaxBeams, out, mMaxBeams},
+        {out, mMaxBeams, out, 0},
+        {out, mNumBeams, out, 0},
+        {out, kMaxMonitorOutputs, out, kMaxMonitorOutputs},
     };
     for (int i = 0; i < stageCount; ++i) {
-        const vkAudioInterface& base = places[i].outSide ? mOutFormat : mInFormat;
-        mStageInFormat[i] = withChannels(base, places[i].in);
-        mStageOutFormat[i] = withChannels(base, places[i].out);
+        mStageInFormat[i] = withChannels(places[i].inRecord, places[i].inChannels);
+        mStageOutFormat[i] = withChannels(places[i].outRecord, places[i].outChannels);
     }
-    // The beamformer takes the input record in and gives the output record out.
-    mStageOutFormat[stageBeamformer] = withChannels(mOutFormat, mMaxBeams);
 }
 
 // Stops at the first stage that refuses its format and gives its code.
