@@ -74,11 +74,13 @@ public:
     int start() override;
 
     // Builds the stages, buffers and wiring for the driver's formats. 2 for formats the
-    // graph cannot run (nothing changes then); a stage's own code when it refuses its
-    // format; 7 when a buffer cannot be made. The graph must not run after a failure.
+    // graph cannot run, and in live mode for fewer than 32 driver inputs (nothing changes
+    // then); a stage's own code when it refuses its format; 7 when a buffer cannot be
+    // made. The graph must not run after a failure.
     virtual int configure(vkAudioInterface in, vkAudioInterface out);
 
-    // 5 while started; 0 when unchanged. Live mode needs a driver with all 32 inputs (2).
+    // 5 while started; 8 for an unknown mode; 0 when unchanged. Live mode needs a driver
+    // with all 32 inputs (2).
     int setInputMode(int mode);
     int setProcessingMode(int mode);
     // Clamps to 0..maxBeams(); activates beams below the count. 5 while started.
