@@ -60,10 +60,9 @@ public:
     // The logo of the resource set as the window icon.
     static void setIcon(QMainWindow& window);
 
+private:
     // Texts of the window are translated in the application's context.
     static QString tr(const char* text);
-
-private:
     static QAction* addMenuEntry(QMainWindow& window, const char* menu, const char* entry);
     static QDockWidget* makeDock(QMainWindow& window, const char* title, QWidget* content,
                                  Qt::DockWidgetAreas allowed);

@@ -17,7 +17,6 @@
 #include <QDir>
 #include <QLayout>
 #include <QSpacerItem>
-#include <QSlider>
 #include <QDockWidget>
 #include <QMenuBar>
 #include <QScrollArea>
@@ -279,19 +278,6 @@ TEST_F(MainWindowLayout, WindowIconIsTheLogo)
     const QImage icon = window.windowIcon().pixmap(logo.size()).toImage();
     EXPECT_EQ(icon.convertToFormat(QImage::Format_ARGB32_Premultiplied),
               logo.convertToFormat(QImage::Format_ARGB32_Premultiplied));
-}
-
-TEST_F(MainWindowLayout, MasterVolumeSpansFortyDecibelsEitherWayWithAScale)
-{
-    EXPECT_EQ(outputVolume->tickLabels(), QStringList({"-40", "-30", "-20", "-10", "0", "10", "20", "30", "40"}));
-    EXPECT_FLOAT_EQ(outputVolume->volume(), 0.0f);
-    EXPECT_NEAR(outputVolume->gain(), 1.0f, 1e-6f);
-    // The gain table reaches both ends of the range in steps of 0.1 dB.
-    outputVolume->slider()->setValue(outputVolume->slider()->maximum());
-    EXPECT_NEAR(outputVolume->volume(), 40.0f, 1e-4f);
-    EXPECT_NEAR(outputVolume->gain(), 100.0f, 1e-3f);
-    outputVolume->slider()->setValue(outputVolume->slider()->minimum() + 1);
-    EXPECT_NEAR(outputVolume->gain(), std::pow(10.0f, -39.9f / 20.0f), 1e-6f);
 }
 
 // Writes a picture of the arranged window, with three steered beams, for review.
