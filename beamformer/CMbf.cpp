@@ -197,15 +197,22 @@ int CMbf::process(float** in, float** out, int frames)
         return vkErrFormat;
     if (frames == 0)
         return vkOk;
-    mPolar.run(mThetaTarget, mModeGain, frames);
-    mAzimuth.run(mPhiTarget, mAzimuthGain, frames);
+    const bool polarRests = mPolar.runLazily(mThetaTarget, mModeGain, frames);
+    const bool azimuthRests = mAzimuth.runLazily(mPhiTarget, mAzimuthGain, frames);
     mBanks.beginBlock();
     const int current = mBanks.current();
     if (current < 0) {
         ippsZero_32f(out[0], frames);
         return vkOk;
     }
-    steer(in, ordersInUse(), frames);
+    // At rest on both axes every gain is constant over the block; otherwise the axis
+    // at rest spells out its rows for the per-sample sum.
+    const bool atRest = polarRests && azimuthRests;
+    if (!atRest && polarRests)
+        mPolar.fillRest(mModeGain, frames);
+    if (!atRest && azimuthRests)
+        mAzimuth.fillRest(mAzimuthGain, frames);
+    steer(in, ordersInUse(), atRest, frames);
     runBank(mBank[current], mBankOutput[0], frames);
     if (mBanks.next() >= 0)
         runBank(mBank[mBanks.next()], mBankOutput[1], frames);
@@ -230,22 +237,48 @@ unsigned CMbf::ordersInUse() const
 }
 
 // Sums the modes of each order weighted by their steering gains: elevation times
-// 2 cos(m phi) for m > 0 and 2 sin(|m| phi) for m < 0.
-void CMbf::steer(float** in, unsigned orders, int frames)
+// 2 cos(m phi) for m > 0 and 2 sin(|m| phi) for m < 0. The centre mode comes first, then
+// m = 1, -1, 2, -2, ...; a block at rest takes the same products with constant gains.
+void CMbf::steer(float** in, unsigned orders, bool atRest, int frames)
 {
     for (int n = 0; n <= mMaxOrder; ++n) {
         if (!(orders & (1u << n)))
             continue;
-        float* sum = mOrderSignals[n];
-        const int centre = n * n + n;
-        ippsMul_32f(in[centre], mModeGain[centre], sum, frames);
-        for (int m = 1; m <= n; ++m) {
-            ippsMul_32f_I(mAzimuthGain[2 * m - 1], mModeGain[centre + m], frames);
-            ippsAddProduct_32f(in[centre + m], mModeGain[centre + m], sum, frames);
-            ippsMul_32f_I(mAzimuthGain[2 * (m - 1)], mModeGain[centre - m], frames);
-            ippsAddProduct_32f(in[centre - m], mModeGain[centre - m], sum, frames);
+        for (int j = 0; j <= 2 * n; ++j) {
+            const int m = j % 2 == 1 ? (j + 1) / 2 : -j / 2;
+            const int k = n * n + n + m;
+            const int row = m > 0 ? 2 * m - 1 : m < 0 ? 2 * (-m - 1) : -1;
+            if (atRest)
+                addModeAtRest(in[k], k, row, j == 0, mOrderSignals[n], frames);
+            else
+                addMode(in[k], k, row, j == 0, mOrderSignals[n], frames);
         }
     }
+}
+
+// Weights mode k by its gain row times azimuth row `row` (none when negative) and sets
+// `sum` to the product when `first`, else adds it.
+void CMbf::addMode(const float* mode, int k, int row, bool first, float* sum, int frames)
+{
+    if (row >= 0)
+        ippsMul_32f_I(mAzimuthGain[row], mModeGain[k], frames);
+    if (first)
+        ippsMul_32f(mode, mModeGain[k], sum, frames);
+    else
+        ippsAddProduct_32f(mode, mModeGain[k], sum, frames);
+}
+
+// The same with the glides at rest: the gain is one float product, rounded as the
+// per-sample rows are, so the sum is the same.
+void CMbf::addModeAtRest(const float* mode, int k, int row, bool first, float* sum, int frames)
+{
+    float gain = mPolar.restGain(k);
+    if (row >= 0)
+        gain *= mAzimuth.restGain(row);
+    if (first)
+        ippsMulC_32f(mode, gain, sum, frames);
+    else
+        ippsAddProductC_32f(mode, gain, sum, frames);
 }
 
 void CMbf::runBank(Bank& bank, float* out, int frames)

@@ -1,6 +1,7 @@
 #pragma once
 // The modal beamformer of one beam: steers the 16 mode signals to one signal per order
-// with per-sample table gains that glide one degree per 100 samples, then shapes the
+// with per-sample table gains that glide one degree per 100 samples (constant gains in a
+// block where the direction stands still), then shapes the
 // pattern with one linear-phase FIR per order, each padded by a delay line to the same
 // latency, filterDelay() samples. A new filter set is loaded into a spare bank, warms up
 // unheard and is cross-faded in over 250 ms (vkxShadowFilterBanks).
@@ -84,7 +85,9 @@ private:
     void releaseStorage();
     int allocateStorage(int blockLength);
     int loadBank(Bank& bank, const int lengths[kOrders], const float* const taps[kOrders]);
-    void steer(float** in, unsigned orders, int frames);
+    void steer(float** in, unsigned orders, bool atRest, int frames);
+    void addMode(const float* mode, int k, int row, bool first, float* sum, int frames);
+    void addModeAtRest(const float* mode, int k, int row, bool first, float* sum, int frames);
     void runBank(Bank& bank, float* out, int frames);
     unsigned ordersInUse() const;
 

@@ -3,6 +3,7 @@
 #include "core/contract/vkResult.h"
 #include "core/primitives/ipps.h"
 
+#include <algorithm>
 #include <new>
 
 CMbfGlide::CMbfGlide(const float* table, int columns, bool wraps)
@@ -68,7 +69,32 @@ void CMbfGlide::beginStep(int target)
 
 void CMbfGlide::run(const std::atomic<int>& target, float* const* gains, int frames)
 {
-    for (int s = 0; s < frames; ++s) {
+    runFrom(target, gains, 0, frames);
+}
+
+bool CMbfGlide::runLazily(const std::atomic<int>& target, float* const* gains, int frames)
+{
+    int s = 0;
+    if (mCount == 0) {
+        for (; s < frames && target.load(std::memory_order_relaxed) == mPosition; ++s)
+            mTrack[s] = mPosition;
+        if (s == frames)
+            return true;
+        fillRest(gains, s);
+    }
+    runFrom(target, gains, s, frames);
+    return false;
+}
+
+void CMbfGlide::fillRest(float* const* gains, int frames) const
+{
+    for (int r = 0; r < mRows; ++r)
+        std::fill_n(gains[r], frames, restGain(r));
+}
+
+void CMbfGlide::runFrom(const std::atomic<int>& target, float* const* gains, int first, int frames)
+{
+    for (int s = first; s < frames; ++s) {
         const int want = target.load(std::memory_order_relaxed);
         if (mCount == 0 && mPosition == want) {
             for (int r = 0; r < mRows; ++r)

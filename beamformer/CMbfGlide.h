@@ -29,6 +29,13 @@ public:
     // Audio thread: writes `frames` samples of each row's gain into gains[row] and the
     // position after each sample into the track. `target` is read once per sample.
     void run(const std::atomic<int>& target, float* const* gains, int frames);
+    // Audio thread: as run, but when the axis stands at its target throughout the block
+    // only the track is written and true is returned: every gain is then restGain(row).
+    bool runLazily(const std::atomic<int>& target, float* const* gains, int frames);
+    // The gain of `row` while the axis stands still.
+    float restGain(int row) const { return mTable[row * mColumns + mPosition]; }
+    // Writes the rest gains into the first `frames` samples of every row.
+    void fillRest(float* const* gains, int frames) const;
 
     const int* track() const { return mTrack.get(); }
     int position() const { return mPosition; }
@@ -37,6 +44,7 @@ public:
     static constexpr float kStepScale = 0.01f;
 
 private:
+    void runFrom(const std::atomic<int>& target, float* const* gains, int first, int frames);
     void beginStep(int target);
     int column(int position) const;
 

@@ -5,6 +5,7 @@ vk_test(NAME mbf_tests LABEL unit
     ${CMAKE_CURRENT_LIST_DIR}/mbfGlideTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/mbfSteeringTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/mbfContractTest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/mbfRestTest.cpp
   LIBS vk_beamformer)
 
 # The control/audio hand-over of the modal beamformer and the shadow filter under
