@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <new>
+#include <thread>
 
 CKorvane::~CKorvane()
 {
@@ -265,6 +266,27 @@ int CKorvane::stop()
     return result;
 }
 
+void CKorvane::setModeTap(ModeTap* tap)
+{
+    mTap.store(tap, std::memory_order_seq_cst);
+    if (tap)
+        return;
+    while (mTapBusy.load(std::memory_order_seq_cst))
+        std::this_thread::yield();
+}
+
+// The busy flag is raised before the tap is read again, so a detach that has seen it
+// lowered knows the audio thread will read null from then on.
+void CKorvane::feedTap(int frames)
+{
+    if (!mTap.load(std::memory_order_acquire))
+        return;
+    mTapBusy.store(true, std::memory_order_seq_cst);
+    if (ModeTap* tap = mTap.load(std::memory_order_seq_cst))
+        tap->feedModes(mModes, mNumModes, frames);
+    mTapBusy.store(false, std::memory_order_release);
+}
+
 void CKorvane::copyModes(float** out, int frames) const
 {
     for (int i = 0; i < mBeamCount; ++i) {
@@ -323,6 +345,7 @@ int CKorvane::process(float** in, float** out, int frames)
     if (frames == 0)
         return vkOk;
     mEbf.process(in, mModes, frames);
+    feedTap(frames);
     const int mode = mMode.load(std::memory_order_relaxed);
     if (mode == kModeModes) {
         copyModes(out, frames);

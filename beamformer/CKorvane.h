@@ -22,6 +22,7 @@
 // Thread contract: process() runs on the audio thread. setMode, setEqOn, and for a
 // pattern change setLowCrossover, setHighCrossover, setEqFilter and setHfType may come
 // from the control thread while it runs; everything else only while stopped (5).
+// setModeTap may come from the control thread at any time (see there).
 // Audio thread: no allocation, no lock, no I/O.
 
 #include "beamformer/CEbf.h"
@@ -36,6 +37,14 @@
 class CKorvane : public vkAudioClass {
 public:
     static constexpr int kModeBuffers = 16;
+
+    // Receives every block of mode signals on the audio thread (the sound map's
+    // covariance). feedModes: no allocation, no lock, no I/O.
+    class ModeTap {
+    public:
+        virtual ~ModeTap() = default;
+        virtual void feedModes(const float* const* modes, int count, int frames) = 0;
+    };
 
     // Signal path modes.
     enum tMode : int {
@@ -86,6 +95,10 @@ public:
     int setBeamActive(int beam, bool active);
     bool beamActive(int beam) const;
 
+    // Attaches a tap (one release store), or detaches it with null. A detach returns once
+    // the audio thread is no longer inside the old tap, so it may be destroyed then.
+    void setModeTap(ModeTap* tap);
+
     int beamCount() const { return mBeamCount; }
     CEbf& ebf() { return mEbf; }
     // Null for a beam out of range.
@@ -116,12 +129,15 @@ private:
     bool validBeam(int beam) const { return beam >= 0 && beam < mBeamCount; }
 
     void copyModes(float** out, int frames) const;
+    void feedTap(int frames);
     void runBranches(Beam& beam, float** in, int mode, int frames);
     void combine(Beam& beam, float* out, int mode, int frames);
     void finish(Beam& beam, float* out, int frames);
 
     std::atomic<int> mMode{kModeFull};
     std::atomic<bool> mEqOn{true};
+    std::atomic<ModeTap*> mTap{nullptr};
+    std::atomic<bool> mTapBusy{false};
     CEbf mEbf;
     int mNumModes = 0;
     float mTotalDelay = 0.0f;
