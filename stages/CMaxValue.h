@@ -4,6 +4,11 @@
 // It reads its input and writes no output. The meter reads it through readLevels, which
 // takes the same short lock as process: one of the two locks the audio path knows.
 //
+// The envelopes of up to laneCount channels run side by side in vector lanes: process
+// gathers a few dozen frames of their magnitudes into a frame-major scratch and steps all
+// of them per frame. Each lane does exactly the float operations of the one-channel
+// recursion, in the same order, so the levels are the same to the bit.
+//
 // process: audio thread: no allocation, no I/O; holds mLock for one block.
 
 #include "core/contract/vkAudioClass.h"
@@ -13,6 +18,10 @@
 
 class CMaxValue : public vkAudioClass {
 public:
+    // Channels whose envelopes step together, and frames gathered per step run.
+    static constexpr int laneCount = 32;
+    static constexpr int chunkFrames = 64;
+
     CMaxValue();
     ~CMaxValue() override;
 
@@ -29,15 +38,20 @@ public:
 private:
     void computeCoefficients();
     void releaseBuffers();
-    void followEnvelope(int channel, int frames);
+    int allocateBuffers(int channels, int block);
+    void followEnvelopes(const float* const* in, int first, int frames);
+    void settleEnvelopes();
 
     float mReleaseTime = 0.7383f;
     float mAttackTime = 0.0031066746f;
     float mReleaseCoefficient = 1.0f;
     float mAttackCoefficient = 1.0f;
     std::unique_ptr<float[]> mPeak;
-    std::unique_ptr<float[]> mEnvelope;
+    // Padded to whole groups of laneCount; the lanes beyond the channels stay 0.
+    float* mEnvelope = nullptr;
     float* mMagnitude = nullptr;
+    // chunkFrames rows of laneCount magnitudes; lanes without a channel stay 0.
+    float* mLanes = nullptr;
     int mChannels = 0;
     int mBlockLength = 0;
     std::mutex mLock;

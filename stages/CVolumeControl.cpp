@@ -42,11 +42,12 @@ int CVolumeControl::setFormat(const vkAudioInterface& in, const vkAudioInterface
     return vkOk;
 }
 
+// Error statuses are negative, so their OR is non-zero as soon as any channel fails.
 int CVolumeControl::process(float** in, float** out, int frames)
 {
-    IppStatus status = ippStsNoErr;
+    int status = ippStsNoErr;
     for (int ch = 0; ch < mChannels; ++ch)
-        status = ippsMulC_32f(in[ch], mGain[ch].load(std::memory_order_relaxed), out[ch], frames);
+        status |= ippsMulC_32f(in[ch], mGain[ch].load(std::memory_order_relaxed), out[ch], frames);
     return status;
 }
 

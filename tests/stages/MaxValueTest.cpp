@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
 #include <vector>
 
 namespace {
@@ -93,8 +97,100 @@ TEST(MaxValue, NonFiniteInputDoesNotStickInTheEnvelope)
 
 TEST(MaxValue, ProcessDoesNotAllocate)
 {
-    Meter m(32, 512);
+    Meter m(CMaxValue::laneCount + 18, 512);
     AllocationCounter counter;
     m.feed(0.3f, 50);
     EXPECT_EQ(counter.count(), 0u);
+}
+
+namespace {
+// The one-channel definition, sample after sample, with the guard once a block.
+struct ReferenceMeter {
+    ReferenceMeter(int channels, float rate) : peak(channels, 0.0f), envelope(channels, 0.0f)
+    {
+        if (rate > 0.0f) {
+            const float t = 1.0f / rate;
+            attack = t / (0.0031066746f + t);
+            release = t / (0.7383f + t);
+        }
+    }
+    void process(const std::vector<std::vector<float>>& in, int frames)
+    {
+        for (std::size_t ch = 0; ch < peak.size(); ++ch) {
+            float m = std::fabs(in[ch][0]);
+            float e = envelope[ch];
+            for (int i = 0; i < frames; ++i) {
+                const float x = std::fabs(in[ch][i]);
+                m = x > m ? x : m;
+                const float d = x - e;
+                e += d * (d > 0.0f ? attack : release);
+            }
+            peak[ch] = std::max(peak[ch], m);
+            envelope[ch] = e >= 1e-20f && e <= 1e20f ? e : 0.0f;
+        }
+    }
+    float attack = 1.0f;
+    float release = 1.0f;
+    std::vector<float> peak, envelope;
+};
+
+// Mostly programme-like samples, with stretches near and below the guard's threshold,
+// denormals, silence, full-scale steps and the odd non-finite value.
+float randomSample(std::mt19937& random, int regime)
+{
+    std::normal_distribution<float> normal(0.0f, 0.3f);
+    std::uniform_int_distribution<int> pick(0, 999);
+    const float x = normal(random);
+    const int rare = pick(random);
+    if (rare == 0)
+        return std::numeric_limits<float>::infinity();
+    if (rare == 1)
+        return std::numeric_limits<float>::quiet_NaN();
+    switch (regime) {
+    case 0: return x;
+    case 1: return x * 1e-19f;
+    case 2: return x * 1e-39f;
+    case 3: return 0.0f;
+    default: return x > 0.0f ? 1.0f : -1.0f;
+    }
+}
+
+bool sameBits(const std::vector<float>& a, const std::vector<float>& b)
+{
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+} // namespace
+
+// Channels side by side in vector lanes must give exactly the one-channel recursion:
+// odd counts, partial groups, blocks shorter and longer than the gathering chunk, the
+// guard against tiny and non-finite envelopes, and a sample rate of 0.
+TEST(MaxValue, LevelsEqualTheOneChannelDefinitionBitForBit)
+{
+    std::mt19937 random(20261123);
+    const int block = 200;
+    for (const float rate : {44100.0f, 0.0f}) {
+        for (const int channels : {1, 7, 18, CMaxValue::laneCount, CMaxValue::laneCount + 1, 70}) {
+            SCOPED_TRACE(testing::Message() << channels << " channels at " << rate << " Hz");
+            Meter m(channels, block, rate);
+            ReferenceMeter reference(channels, rate);
+            std::uniform_int_distribution<int> cut(1, block + 8), regime(0, 4);
+            for (int b = 0; b < 120; ++b) {
+                const int frames = cut(random);
+                for (auto& ch : m.signal) {
+                    const int r = regime(random);
+                    for (float& x : ch)
+                        x = randomSample(random, r);
+                }
+                m.stage.process(m.pointers.data(), nullptr, frames);
+                reference.process(m.signal, std::min(frames, block));
+                if (b % 3 != 0)
+                    continue;
+                std::vector<float> peaks(channels), envelopes(channels);
+                m.stage.readLevels(peaks.data(), envelopes.data(), channels);
+                EXPECT_TRUE(sameBits(envelopes, reference.envelope)) << "block " << b;
+                EXPECT_TRUE(sameBits(peaks, reference.peak)) << "block " << b;
+                std::fill(reference.peak.begin(), reference.peak.end(), 0.0f);
+            }
+        }
+    }
 }

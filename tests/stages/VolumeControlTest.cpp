@@ -1,4 +1,5 @@
 #include "stages/CVolumeControl.h"
+#include "core/primitives/ipps.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
@@ -80,6 +81,18 @@ TEST(VolumeControl, ProcessScalesEachChannelAsAStepBetweenBlocks)
     EXPECT_EQ(v.process(in, out, 16), 0);
     EXPECT_EQ(counter.count(), 0u);
     EXPECT_EQ(oa, two);
+}
+
+TEST(VolumeControl, ProcessReportsAFailureOfAnyChannelNotOnlyTheLast)
+{
+    CVolumeControl v;
+    configured(v, 2);
+    const std::vector<float> ones(16, 1.0f);
+    std::vector<float> o(16);
+    float* in[2] = {nullptr, const_cast<float*>(ones.data())};
+    float* out[2] = {o.data(), o.data()};
+    EXPECT_EQ(v.process(in, out, 16), ippStsNullPtrErr);
+    EXPECT_EQ(o, ones); // the channels after the failure still went through
 }
 
 TEST(VolumeControl, ParametersGoThroughTheTable)
