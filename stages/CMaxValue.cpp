@@ -14,8 +14,10 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 // Steps laneCount envelopes once per row of `lanes` (frames rows of laneCount
 // magnitudes): d = x - e; e += d * (d > 0 ? attack : release). Multiply, then add, as the
-// one-channel recursion does; the lanes never mix.
-void EnvelopeLanesKernel(const float* lanes, std::size_t frames, float* envelope, float attack, float release)
+// one-channel recursion does; the lanes never mix. A larger magnitude raises the peak; a
+// NaN compares false and leaves it.
+void EnvelopeLanesKernel(const float* lanes, std::size_t frames, float* envelope, float* peak, float attack,
+                         float release)
 {
     const hn::ScalableTag<float> d;
     using V = hn::Vec<decltype(d)>;
@@ -23,17 +25,23 @@ void EnvelopeLanesKernel(const float* lanes, std::size_t frames, float* envelope
     constexpr std::size_t kVectors = CMaxValue::laneCount / kLanes;
     static_assert(kVectors * kLanes == CMaxValue::laneCount);
     const V zero = hn::Zero(d), rise = hn::Set(d, attack), fall = hn::Set(d, release);
-    V e[kVectors];
-    for (std::size_t v = 0; v < kVectors; ++v)
+    V e[kVectors], p[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) {
         e[v] = hn::LoadU(d, envelope + v * kLanes);
+        p[v] = hn::LoadU(d, peak + v * kLanes);
+    }
     for (std::size_t i = 0; i < frames; ++i, lanes += CMaxValue::laneCount) {
         for (std::size_t v = 0; v < kVectors; ++v) {
-            const V diff = hn::Sub(hn::LoadU(d, lanes + v * kLanes), e[v]);
+            const V x = hn::LoadU(d, lanes + v * kLanes);
+            p[v] = hn::IfThenElse(hn::Gt(x, p[v]), x, p[v]);
+            const V diff = hn::Sub(x, e[v]);
             e[v] = hn::Add(e[v], hn::Mul(diff, hn::IfThenElse(hn::Gt(diff, zero), rise, fall)));
         }
     }
-    for (std::size_t v = 0; v < kVectors; ++v)
+    for (std::size_t v = 0; v < kVectors; ++v) {
         hn::StoreU(e[v], d, envelope + v * kLanes);
+        hn::StoreU(p[v], d, peak + v * kLanes);
+    }
 }
 
 } // namespace vk::levels::HWY_NAMESPACE
@@ -82,8 +90,7 @@ void CMaxValue::computeCoefficients()
 
 void CMaxValue::releaseBuffers()
 {
-    mPeak.reset();
-    for (float** buffer : {&mEnvelope, &mMagnitude, &mLanes}) {
+    for (float** buffer : {&mPeak, &mEnvelope, &mLanes}) {
         ippsFree(*buffer);
         *buffer = nullptr;
     }
@@ -92,21 +99,20 @@ void CMaxValue::releaseBuffers()
 }
 
 // Every group of channels has its own gathering scratch, so that the lanes without a
-// channel in the last group are never written and keep their envelopes at 0.
+// channel in the last group are never written and keep their levels at 0.
 int CMaxValue::allocateBuffers(int channels, int block)
 {
     const int padded = groupsOf(channels) * laneCount;
     if (channels > 0) {
-        mPeak.reset(new (std::nothrow) float[channels]);
+        mPeak = ippsMalloc_32f(padded);
         mEnvelope = ippsMalloc_32f(padded);
         if (!mPeak || !mEnvelope)
             return vkErrOutOfMemory;
         mChannels = channels;
     }
     if (channels > 0 && block > 0) {
-        mMagnitude = ippsMalloc_32f(block);
         mLanes = ippsMalloc_32f(padded * chunkFrames);
-        if (!mMagnitude || !mLanes)
+        if (!mLanes)
             return vkErrOutOfMemory;
         ippsZero_32f(mLanes, padded * chunkFrames);
         mBlockLength = block;
@@ -127,14 +133,14 @@ int CMaxValue::setFormat(const vkAudioInterface& in, const vkAudioInterface& out
         releaseBuffers();
         return vkErrOutOfMemory;
     }
-    std::fill_n(mPeak.get(), mChannels, 0.0f);
+    std::fill_n(mPeak, groupsOf(mChannels) * laneCount, 0.0f);
     std::fill_n(mEnvelope, groupsOf(mChannels) * laneCount, 0.0f);
     computeCoefficients();
     return vkOk;
 }
 
 // Gathers the magnitudes of the group that starts at channel `first`, frame after frame,
-// a chunk at a time, and steps the group's envelopes over each chunk.
+// a chunk at a time, and steps the group's peaks and envelopes over each chunk.
 void CMaxValue::followEnvelopes(const float* const* in, int first, int frames)
 {
     const int count = std::min(laneCount, mChannels - first);
@@ -147,7 +153,7 @@ void CMaxValue::followEnvelopes(const float* const* in, int first, int frames)
                 lanes[i * laneCount + lane] = std::fabs(x[i]);
         }
         HWY_DYNAMIC_DISPATCH(vk::levels::EnvelopeLanesKernel)
-        (lanes, std::size_t(n), mEnvelope + first, mAttackCoefficient, mReleaseCoefficient);
+        (lanes, std::size_t(n), mEnvelope + first, mPeak + first, mAttackCoefficient, mReleaseCoefficient);
     }
 }
 
@@ -169,12 +175,6 @@ int CMaxValue::process(float** in, float**, int frames)
     if (frames < 1)
         return vkOk;
     std::lock_guard<std::mutex> guard(mLock);
-    for (int ch = 0; ch < mChannels; ++ch) {
-        ippsAbs_32f(in[ch], mMagnitude, frames);
-        float m = 0.0f;
-        ippsMax_32f(mMagnitude, frames, &m);
-        mPeak[ch] = std::max(mPeak[ch], m);
-    }
     for (int first = 0; first < mChannels; first += laneCount)
         followEnvelopes(in, first, frames);
     settleEnvelopes();
@@ -184,7 +184,7 @@ int CMaxValue::process(float** in, float**, int frames)
 void CMaxValue::reset()
 {
     std::lock_guard<std::mutex> guard(mLock);
-    std::fill_n(mPeak.get(), mChannels, 0.0f);
+    std::fill_n(mPeak, mChannels, 0.0f);
     std::fill_n(mEnvelope, mChannels, 0.0f);
 }
 
@@ -199,8 +199,8 @@ void CMaxValue::readLevels(float* peaks, float* envelopes, int count)
 {
     std::lock_guard<std::mutex> guard(mLock);
     count = std::clamp(count, 0, mChannels);
-    std::copy_n(mPeak.get(), count, peaks);
-    std::fill_n(mPeak.get(), count, 0.0f);
+    std::copy_n(mPeak, count, peaks);
+    std::fill_n(mPeak, count, 0.0f);
     std::copy_n(mEnvelope, count, envelopes);
 }
 

@@ -4,16 +4,16 @@
 // It reads its input and writes no output. The meter reads it through readLevels, which
 // takes the same short lock as process: one of the two locks the audio path knows.
 //
-// The envelopes of up to laneCount channels run side by side in vector lanes: process
-// gathers a few dozen frames of their magnitudes into a frame-major scratch and steps all
-// of them per frame. Each lane does exactly the float operations of the one-channel
-// recursion, in the same order, so the levels are the same to the bit.
+// The peaks and envelopes of up to laneCount channels run side by side in vector lanes:
+// process gathers a few dozen frames of their magnitudes into a frame-major scratch and
+// steps all of them per frame. Each lane does exactly the float operations of the
+// one-channel recursion, in the same order, so the levels are the same to the bit. A NaN
+// sample leaves the peak alone.
 //
 // process: audio thread: no allocation, no I/O; holds mLock for one block.
 
 #include "core/contract/vkAudioClass.h"
 
-#include <memory>
 #include <mutex>
 
 class CMaxValue : public vkAudioClass {
@@ -46,10 +46,9 @@ private:
     float mAttackTime = 0.0031066746f;
     float mReleaseCoefficient = 1.0f;
     float mAttackCoefficient = 1.0f;
-    std::unique_ptr<float[]> mPeak;
     // Padded to whole groups of laneCount; the lanes beyond the channels stay 0.
+    float* mPeak = nullptr;
     float* mEnvelope = nullptr;
-    float* mMagnitude = nullptr;
     // chunkFrames rows of laneCount magnitudes; lanes without a channel stay 0.
     float* mLanes = nullptr;
     int mChannels = 0;

@@ -117,15 +117,15 @@ struct ReferenceMeter {
     void process(const std::vector<std::vector<float>>& in, int frames)
     {
         for (std::size_t ch = 0; ch < peak.size(); ++ch) {
-            float m = std::fabs(in[ch][0]);
+            float p = peak[ch];
             float e = envelope[ch];
             for (int i = 0; i < frames; ++i) {
                 const float x = std::fabs(in[ch][i]);
-                m = x > m ? x : m;
+                p = x > p ? x : p; // a NaN sample leaves the peak alone
                 const float d = x - e;
                 e += d * (d > 0.0f ? attack : release);
             }
-            peak[ch] = std::max(peak[ch], m);
+            peak[ch] = p;
             envelope[ch] = e >= 1e-20f && e <= 1e20f ? e : 0.0f;
         }
     }
