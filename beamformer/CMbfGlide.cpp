@@ -80,6 +80,8 @@ bool CMbfGlide::runLazily(const std::atomic<int>& target, float* const* gains, i
             mTrack[s] = mPosition;
         if (s == frames)
             return true;
+        // The target moved at sample s; runFrom reads it again there, and either value
+        // is one the control thread stored.
         fillRest(gains, s);
     }
     runFrom(target, gains, s, frames);
