@@ -1,4 +1,4 @@
-// Compiled once per instruction set (foreach_target) for the envelope kernel; the class
+// Compiled once per instruction set (foreach_target) for the level kernel; the class
 // itself is compiled once, in the HWY_ONCE part, and calls the best kernel at run time.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "stages/CMaxValue.cpp"
@@ -8,29 +8,77 @@
 
 #include "stages/CMaxValue.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
 HWY_BEFORE_NAMESPACE();
 namespace vk::levels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Steps laneCount envelopes once per row of `lanes` (frames rows of laneCount
-// magnitudes): d = x - e; e += d * (d > 0 ? attack : release). Multiply, then add, as the
-// one-channel recursion does; the lanes never mix. A larger magnitude raises the peak; a
-// NaN compares false and leaves it.
-void EnvelopeLanesKernel(const float* lanes, std::size_t frames, float* envelope, float* peak, float attack,
-                         float release)
+constexpr std::size_t kRow = CMaxValue::laneCount;
+
+// One lane of a row at a time: the edges of the tiles below.
+HWY_INLINE void gatherOne(const float* const* channels, std::size_t c, std::size_t offset, std::size_t from,
+                          std::size_t to, float* lanes)
+{
+    for (std::size_t i = from; i < to; ++i)
+        lanes[i * kRow + c] = std::fabs(channels[c][offset + i]);
+}
+
+// lanes[i * kRow + c] = |channels[c][offset + i]| for c < count and i < frames: tiles of
+// four channels by four frames, transposed in registers.
+HWY_INLINE void gatherLanes(const float* const* channels, std::size_t count, std::size_t offset,
+                            std::size_t frames, float* lanes)
+{
+    std::size_t c = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::FixedTag<float, 4> d;
+    const hn::Repartition<std::uint64_t, decltype(d)> d64;
+    for (; c + 4 <= count; c += 4) {
+        std::size_t i = 0;
+        for (; i + 4 <= frames; i += 4) {
+            const auto r0 = hn::Abs(hn::LoadU(d, channels[c] + offset + i));
+            const auto r1 = hn::Abs(hn::LoadU(d, channels[c + 1] + offset + i));
+            const auto r2 = hn::Abs(hn::LoadU(d, channels[c + 2] + offset + i));
+            const auto r3 = hn::Abs(hn::LoadU(d, channels[c + 3] + offset + i));
+            // Pairs of channels per frame, then pairs of pairs.
+            const auto low01 = hn::BitCast(d64, hn::InterleaveLower(d, r0, r1));
+            const auto low23 = hn::BitCast(d64, hn::InterleaveLower(d, r2, r3));
+            const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(d, r0, r1));
+            const auto high23 = hn::BitCast(d64, hn::InterleaveUpper(d, r2, r3));
+            float* row = lanes + i * kRow + c;
+            hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d64, low01, low23)), d, row);
+            hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d64, low01, low23)), d, row + kRow);
+            hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d64, high01, high23)), d, row + 2 * kRow);
+            hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d64, high01, high23)), d, row + 3 * kRow);
+        }
+        for (std::size_t k = 0; k < 4; ++k)
+            gatherOne(channels, c + k, offset, i, frames, lanes);
+    }
+#endif
+    for (; c < count; ++c)
+        gatherOne(channels, c, offset, 0, frames, lanes);
+}
+
+// Steps kRow envelopes once per row of `lanes`: d = x - e; e += d * (d > 0 ? attack :
+// release). Multiply, then add, as the one-channel recursion does; the lanes never mix.
+// A larger magnitude raises the peak; a NaN compares false and leaves it.
+HWY_INLINE void stepLanes(const float* lanes, std::size_t frames, float* envelope, float* peak, float attack,
+                          float release)
 {
     const hn::ScalableTag<float> d;
     using V = hn::Vec<decltype(d)>;
     constexpr std::size_t kLanes = hn::MaxLanes(d);
-    constexpr std::size_t kVectors = CMaxValue::laneCount / kLanes;
-    static_assert(kVectors * kLanes == CMaxValue::laneCount);
+    constexpr std::size_t kVectors = kRow / kLanes;
+    static_assert(kVectors * kLanes == kRow);
     const V zero = hn::Zero(d), rise = hn::Set(d, attack), fall = hn::Set(d, release);
     V e[kVectors], p[kVectors];
     for (std::size_t v = 0; v < kVectors; ++v) {
         e[v] = hn::LoadU(d, envelope + v * kLanes);
         p[v] = hn::LoadU(d, peak + v * kLanes);
     }
-    for (std::size_t i = 0; i < frames; ++i, lanes += CMaxValue::laneCount) {
+    for (std::size_t i = 0; i < frames; ++i, lanes += kRow) {
         for (std::size_t v = 0; v < kVectors; ++v) {
             const V x = hn::LoadU(d, lanes + v * kLanes);
             p[v] = hn::IfThenElse(hn::Gt(x, p[v]), x, p[v]);
@@ -44,6 +92,19 @@ void EnvelopeLanesKernel(const float* lanes, std::size_t frames, float* envelope
     }
 }
 
+// The levels of up to kRow channels over `frames` frames, a chunk of frames at a time so
+// that the gathered magnitudes stay in the first-level cache.
+void FollowLevelsKernel(const float* const* channels, std::size_t count, std::size_t frames, float* lanes,
+                        float* envelope, float* peak, float attack, float release)
+{
+    constexpr std::size_t kChunk = CMaxValue::chunkFrames;
+    for (std::size_t done = 0; done < frames; done += kChunk) {
+        const std::size_t n = std::min(kChunk, frames - done);
+        gatherLanes(channels, count, done, n, lanes);
+        stepLanes(lanes, n, envelope, peak, attack, release);
+    }
+}
+
 } // namespace vk::levels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -51,12 +112,8 @@ HWY_AFTER_NAMESPACE();
 
 #include "core/primitives/ipps.h"
 
-#include <algorithm>
-#include <cmath>
-#include <new>
-
 namespace vk::levels {
-HWY_EXPORT(EnvelopeLanesKernel);
+HWY_EXPORT(FollowLevelsKernel);
 } // namespace vk::levels
 
 namespace {
@@ -139,22 +196,13 @@ int CMaxValue::setFormat(const vkAudioInterface& in, const vkAudioInterface& out
     return vkOk;
 }
 
-// Gathers the magnitudes of the group that starts at channel `first`, frame after frame,
-// a chunk at a time, and steps the group's peaks and envelopes over each chunk.
-void CMaxValue::followEnvelopes(const float* const* in, int first, int frames)
+// Each group of laneCount channels has its own stretch of the scratch and of the levels.
+void CMaxValue::followLevels(const float* const* in, int first, int frames)
 {
     const int count = std::min(laneCount, mChannels - first);
-    float* lanes = mLanes + first * chunkFrames;
-    for (int done = 0; done < frames; done += chunkFrames) {
-        const int n = std::min(chunkFrames, frames - done);
-        for (int lane = 0; lane < count; ++lane) {
-            const float* x = in[first + lane] + done;
-            for (int i = 0; i < n; ++i)
-                lanes[i * laneCount + lane] = std::fabs(x[i]);
-        }
-        HWY_DYNAMIC_DISPATCH(vk::levels::EnvelopeLanesKernel)
-        (lanes, std::size_t(n), mEnvelope + first, mPeak + first, mAttackCoefficient, mReleaseCoefficient);
-    }
+    HWY_DYNAMIC_DISPATCH(vk::levels::FollowLevelsKernel)
+    (in + first, std::size_t(count), std::size_t(frames), mLanes + first * chunkFrames, mEnvelope + first,
+     mPeak + first, mAttackCoefficient, mReleaseCoefficient);
 }
 
 // Far below anything a meter shows: settle at 0 before the decay turns denormal, and
@@ -176,7 +224,7 @@ int CMaxValue::process(float** in, float**, int frames)
         return vkOk;
     std::lock_guard<std::mutex> guard(mLock);
     for (int first = 0; first < mChannels; first += laneCount)
-        followEnvelopes(in, first, frames);
+        followLevels(in, first, frames);
     settleEnvelopes();
     return vkOk;
 }

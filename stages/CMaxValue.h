@@ -39,7 +39,7 @@ private:
     void computeCoefficients();
     void releaseBuffers();
     int allocateBuffers(int channels, int block);
-    void followEnvelopes(const float* const* in, int first, int frames);
+    void followLevels(const float* const* in, int first, int frames);
     void settleEnvelopes();
 
     float mReleaseTime = 0.7383f;

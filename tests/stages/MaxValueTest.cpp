@@ -2,8 +2,10 @@
 #include "tests/support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -159,12 +161,9 @@ bool sameBits(const std::vector<float>& a, const std::vector<float>& b)
 {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
-} // namespace
 
-// Channels side by side in vector lanes must give exactly the one-channel recursion:
-// odd counts, partial groups, blocks shorter and longer than the gathering chunk, the
-// guard against tiny and non-finite envelopes, and a sample rate of 0.
-TEST(MaxValue, LevelsEqualTheOneChannelDefinitionBitForBit)
+// Random blocks of random lengths through the stage and the definition side by side.
+void compareWithDefinition()
 {
     std::mt19937 random(20261123);
     const int block = 200;
@@ -193,4 +192,19 @@ TEST(MaxValue, LevelsEqualTheOneChannelDefinitionBitForBit)
             }
         }
     }
+}
+} // namespace
+
+// Channels side by side in vector lanes must give exactly the one-channel recursion, on
+// every instruction set the processor offers: odd counts, partial groups and tiles,
+// blocks shorter and longer than the gathering chunk, the guard against tiny and
+// non-finite envelopes, and a sample rate of 0.
+TEST(MaxValue, LevelsEqualTheOneChannelDefinitionBitForBit)
+{
+    for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        hwy::SetSupportedTargetsForTest(target);
+        compareWithDefinition();
+    }
+    hwy::SetSupportedTargetsForTest(0);
 }
