@@ -1,51 +1,13 @@
 #include "soundmap/CModeCovariance.h"
 
+#include "soundmap/VectorClones.h"
+
 #include <algorithm>
-#include <cmath>
-#include <numbers>
-
-namespace {
-
-// Second-order Butterworth sections (b0 b1 b2 a0 a1 a2), bilinear transform.
-void butterworth(double cornerHz, double sampleRate, bool highPass, double* section)
-{
-    const double w = 2.0 * std::numbers::pi * cornerHz / sampleRate;
-    const double alpha = std::sin(w) / std::numbers::sqrt2; // Q = 1/sqrt(2)
-    const double c = std::cos(w);
-    const double b1 = highPass ? -(1.0 + c) : 1.0 - c;
-    const double b0 = highPass ? (1.0 + c) / 2.0 : (1.0 - c) / 2.0;
-    const double taps[6] = {b0, b1, b0, 1.0 + alpha, -2.0 * c, 1.0 - alpha};
-    std::copy(taps, taps + 6, section);
-}
-
-} // namespace
 
 CModeCovariance::CModeCovariance(double sampleRate, int periodFrames)
     : mPeriod(std::max(1, periodFrames))
+    , mBand(sampleRate, kLowEdge, kHighEdge)
 {
-    mValid = buildFilters(sampleRate);
-}
-
-CModeCovariance::~CModeCovariance()
-{
-    for (IppsIIRState64f_32f* state : mBand)
-        if (state)
-            ippsIIRFree64f_32f(state);
-    ippsFree(mFiltered);
-}
-
-bool CModeCovariance::buildFilters(double sampleRate)
-{
-    if (!(sampleRate > 2.0 * kLowEdge))
-        return false;
-    double sections[12];
-    butterworth(kLowEdge, sampleRate, true, sections);
-    butterworth(std::min(kHighEdge, 0.45 * sampleRate), sampleRate, false, sections + 6);
-    for (IppsIIRState64f_32f*& state : mBand)
-        if (ippsIIRInitAlloc64f_BiQuad_32f(&state, sections, 2, nullptr) != ippStsNoErr)
-            return false;
-    mFiltered = ippsMalloc_32f(kModes * kChunk);
-    return mFiltered != nullptr;
 }
 
 void CModeCovariance::setPeriod(int frames)
@@ -58,24 +20,25 @@ void CModeCovariance::reset()
 {
     for (ModeCovarianceFrame& slot : mSlots)
         slot = ModeCovarianceFrame{};
-    for (IppsIIRState64f_32f* state : mBand)
-        if (state)
-            ippsIIRSetDlyLine64f_32f(state, nullptr);
+    mBand.reset();
     mWrite = 0;
     mRead = 2;
     mPublished = 0;
     mMiddle.store(1, std::memory_order_release);
 }
 
-// Chunks of kChunk: band-pass every mode, then sum up to the period's end, publish, go on.
+// Chunks of kChunk: interleave and band-pass the modes, then sum up to the period's end,
+// publish, go on.
 void CModeCovariance::feedModes(const float* const* modes, int count, int frames)
 {
-    if (count < kModes || !modes || !mValid)
+    if (count < kModes || !modes)
         return;
     for (int offset = 0; offset < frames; offset += kChunk) {
         const int length = std::min(kChunk, frames - offset);
         for (int k = 0; k < kModes; ++k)
-            ippsIIR64f_32f(modes[k] + offset, mFiltered + k * kChunk, length, mBand[k]);
+            for (int t = 0; t < length; ++t)
+                mFrames[t][k] = modes[k][offset + t];
+        mBand.process(mFrames, length);
         int done = 0;
         while (done < length) {
             ModeCovarianceFrame& slot = mSlots[mWrite];
@@ -89,24 +52,30 @@ void CModeCovariance::feedModes(const float* const* modes, int count, int frames
     }
 }
 
-// Four partial sums a pair keep the additions independent, so they pipeline.
+// Products of a chunk (at most 64 samples) are summed in single precision row by row,
+// even and odd samples in separate partial sums so that the two chains overlap, then
+// the row's upper part goes into the double sums.
+VK_VECTOR_CLONES
 void CModeCovariance::accumulate(int begin, int end)
 {
     double* sums = mSlots[mWrite].sums;
-    int entry = 0;
-    for (int i = 0; i < kModes; ++i) {
-        const float* x = mFiltered + i * kChunk;
-        for (int j = i; j < kModes; ++j, ++entry) {
-            const float* y = mFiltered + j * kChunk;
-            double part[4] = {};
-            int t = begin;
-            for (; t + 4 <= end; t += 4)
-                for (int l = 0; l < 4; ++l)
-                    part[l] += double(x[t + l]) * double(y[t + l]);
-            for (; t < end; ++t)
-                part[0] += double(x[t]) * double(y[t]);
-            sums[entry] += (part[0] + part[1]) + (part[2] + part[3]);
+    for (int i = 0, entry = 0; i < kModes; ++i) {
+        alignas(64) float even[kModes] = {};
+        alignas(64) float odd[kModes] = {};
+        int t = begin;
+        for (; t + 1 < end; t += 2) {
+            const float* x = mFrames[t];
+            const float* y = mFrames[t + 1];
+            for (int j = 0; j < kModes; ++j) {
+                even[j] += x[i] * x[j];
+                odd[j] += y[i] * y[j];
+            }
         }
+        if (t < end)
+            for (int j = 0; j < kModes; ++j)
+                even[j] += mFrames[t][i] * mFrames[t][j];
+        for (int j = i; j < kModes; ++j, ++entry)
+            sums[entry] += double(even[j]) + double(odd[j]);
     }
 }
 

@@ -14,7 +14,7 @@
 // feedModes: audio thread: no allocation, no lock, no I/O.
 
 #include "beamformer/CKorvane.h"
-#include "core/primitives/ipps.h"
+#include "soundmap/ModeBandPass.h"
 
 #include <atomic>
 #include <cstdint>
@@ -44,12 +44,9 @@ public:
 
     // Samples per published period; at least 1 (smaller values are raised to 1).
     CModeCovariance(double sampleRate, int periodFrames);
-    ~CModeCovariance() override;
     CModeCovariance(const CModeCovariance&) = delete;
     CModeCovariance& operator=(const CModeCovariance&) = delete;
 
-    // False when the band filters could not be built (memory); feedModes then sums nothing.
-    bool valid() const { return mValid; }
     void setPeriod(int frames);
     int period() const { return mPeriod; }
     // Drops the partial period, every published one and the filters' histories.
@@ -65,16 +62,14 @@ public:
 
 private:
     static constexpr std::uint32_t kFresh = 4;
-    static constexpr int kChunk = 1024;
+    static constexpr int kChunk = 64;
 
-    bool buildFilters(double sampleRate);
     void accumulate(int begin, int end);
     void publish();
 
     int mPeriod;
-    bool mValid = false;
-    IppsIIRState64f_32f* mBand[kModes] = {};
-    float* mFiltered = nullptr; // kModes x kChunk band-passed samples
+    ModeBandPass mBand;
+    alignas(64) float mFrames[kChunk][kModes]; // band-passed, interleaved
     // Audio thread's side.
     ModeCovarianceFrame mSlots[3];
     int mWrite = 0;
