@@ -1,6 +1,6 @@
 #include "app/CAudioDevice.h"
 
-#include "app/CAppDialogs.h"
+#include "widgets/CDialogSeam.h"
 #include "device/vkHost.h"
 
 #include <QStringList>
@@ -90,7 +90,7 @@ int CAudioDevice::selectDriver()
     }
     QString name = mDefaultDevice;
     if (!names.contains(name) || hostLoadDriver(name.toUtf8().constData()) != 0) {
-        const std::optional<QString> chosen = CAppDialogs::item(
+        const std::optional<QString> chosen = CDialogSeam::getItem(
             mParent, QStringLiteral("Audio Device"),
             QStringLiteral("Default Audio device is not present, please select one from the list..."), names);
         if (!chosen || chosen->isEmpty()) {
@@ -216,5 +216,5 @@ bool CAudioDevice::isDefaultDevice() const
 
 void CAudioDevice::warn(const QString& text) const
 {
-    CAppDialogs::warning(mParent, mTitle, text);
+    CDialogSeam::message(mParent, QMessageBox::Warning, mTitle, text);
 }

@@ -1,7 +1,7 @@
 #pragma once
 // The audio device as the application opens it: which driver, at what rate and block
 // length, which inputs, and the list of driver outputs that the beams and the monitor go
-// to. Every failure is shown once, as a warning through CAppDialogs, where it happens;
+// to. Every failure is shown once, as a warning through CDialogSeam, where it happens;
 // results of the driver layer come back raised by 20000. Main thread only.
 
 #include "app/CZircSettings.h"

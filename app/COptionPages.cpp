@@ -1,6 +1,6 @@
 #include "app/COptionPages.h"
 
-#include "app/CAppDialogs.h"
+#include "widgets/CDialogSeam.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>
@@ -18,6 +18,13 @@ namespace {
 const QString kZibTitle = QStringLiteral("ZIB Options");
 const QString kMonitorTitle = QStringLiteral("Monitor Options");
 const QString kOutputTitle = QStringLiteral("Output Options");
+
+// A question with OK and Cancel, Cancel the default; true for OK.
+bool confirm(QWidget* parent, const QString& title, const QString& text)
+{
+    return CDialogSeam::question(parent, title, text, QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::Cancel) ==
+           QMessageBox::Ok;
+}
 
 QLabel* rowLabel(const QString& text)
 {
@@ -112,12 +119,13 @@ void CZibOutputOptions::updateActiveOutputs(int output)
         mActiveGroups |= bit;
         mFirst[r]->setEnabled(true);
     } else if (mActiveGroups == bit) {
-        CAppDialogs::warning(this, kZibTitle, QStringLiteral("One output group has to remain active!"));
+        CDialogSeam::message(this, QMessageBox::Warning, kZibTitle,
+                             QStringLiteral("One output group has to remain active!"));
         mActive[r]->setChecked(true);
         return;
     } else if (mFirst[r]->isChecked()) {
-        CAppDialogs::warning(
-            this, kZibTitle,
+        CDialogSeam::message(
+            this, QMessageBox::Warning, kZibTitle,
             QStringLiteral("Please set the \"first output\" to another output group before disabling this output"));
         mActive[r]->setChecked(true);
         return;
@@ -189,7 +197,7 @@ int CMonitorOptions::chosenChannels() const
 void CMonitorOptions::updateNumMonitorChannels(int numMonitorChannels)
 {
     if (mOffsetCombo->count() - mOffset < numMonitorChannels) {
-        if (!CAppDialogs::question(this, kMonitorTitle,
+        if (!confirm(this, kMonitorTitle,
                                    QStringLiteral("There are not enough channels available beyond the current "
                                                   "offset.\nDo you want to reduce the offset by one?"))) {
             channelsButton(1)->setChecked(true);
@@ -205,7 +213,7 @@ void CMonitorOptions::updateStartChannel(int startChannel)
 {
     int n = chosenChannels();
     if (mOffsetCombo->count() - startChannel < n) {
-        if (!CAppDialogs::question(this, kMonitorTitle,
+        if (!confirm(this, kMonitorTitle,
                                    QStringLiteral("There are not enough channels available beyond the offset "
                                                   "selection.\nDo you want to reduce the number of monitor "
                                                   "channels?"))) {
@@ -302,7 +310,7 @@ void COutputOptions::updateNumOutputChannels(int index)
         return;
     const int outputs = mOffsetCombo->count();
     if (outputs - mOffset < n) {
-        if (!CAppDialogs::question(this, kOutputTitle,
+        if (!confirm(this, kOutputTitle,
                                    QStringLiteral("There are not enough channels available beyond the current "
                                                   "offset.\nDo you want to reduce the offset?"))) {
             showIndex(mNumberCombo, mNumChannels - 1);
@@ -321,7 +329,7 @@ void COutputOptions::updateStartChannel(int startChannel)
         return;
     const int outputs = mOffsetCombo->count();
     if (outputs - startChannel < mNumChannels) {
-        if (!CAppDialogs::question(this, kOutputTitle,
+        if (!confirm(this, kOutputTitle,
                                    QStringLiteral("There are not enough channels available beyond the offset "
                                                   "selection.\nDo you want to reduce the number of output "
                                                   "channels?"))) {

@@ -1,6 +1,6 @@
 #include "app/CZircApp.h"
 
-#include "app/CAppDialogs.h"
+#include "widgets/CDialogSeam.h"
 #include "app/CEmulatedHardware.h"
 #include "app/CZrOptions.h"
 #include "audiofile/CAudioFile.h"
@@ -187,7 +187,7 @@ void CZircApp::setWindowTitleFromState()
 
 void CZircApp::warn(const QString& text)
 {
-    CAppDialogs::warning(this, mAppName, text);
+    CDialogSeam::message(this, QMessageBox::Warning, mAppName, text);
 }
 
 // ---- transport

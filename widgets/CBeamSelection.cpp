@@ -1,7 +1,7 @@
 #include "widgets/CBeamSelection.h"
 
 #include "widgets/COnOffButton.h"
-#include "widgets/CTrackDialogs.h"
+#include "widgets/CDialogSeam.h"
 #include "widgets/beamsettings/BeamChoice.h"
 #include "widgets/beamsettings/CBeamSettings.h"
 
@@ -251,7 +251,7 @@ void CBeamSelection::deleteBeam()
 bool CBeamSelection::refusedWhileStreaming(const QString& text)
 {
     if (mStreaming)
-        CTrackDialogs::message(this, QMessageBox::Information, kDialogTitle, text);
+        CDialogSeam::message(this, QMessageBox::Information, kDialogTitle, text);
     return mStreaming;
 }
 
@@ -270,7 +270,7 @@ void CBeamSelection::updateDeleteBeam()
     if (refusedWhileStreaming(QStringLiteral("You must stop streaming before adding/deleting a beam track.")))
         return;
     if (!validIndex(mActiveTrack)) {
-        CTrackDialogs::message(this, QMessageBox::Information, kDialogTitle, QStringLiteral("No beam track selected."));
+        CDialogSeam::message(this, QMessageBox::Information, kDialogTitle, QStringLiteral("No beam track selected."));
         return;
     }
     const int id = mActiveTrack;
@@ -438,14 +438,14 @@ bool CBeamSelection::acceptedSuffix(const QString& fileName)
 {
     if (CBeamSettings::hasSettingsSuffix(fileName))
         return true;
-    CTrackDialogs::message(this, QMessageBox::Warning, kDialogTitle,
+    CDialogSeam::message(this, QMessageBox::Warning, kDialogTitle,
                            CBeamSettings::describe(CBeamSettings::resultWrongSuffix));
     return false;
 }
 
 void CBeamSelection::saveStateDialog()
 {
-    const QString name = CTrackDialogs::getSaveFileName(
+    const QString name = CDialogSeam::getSaveFileName(
         this, {tr("Save Current Settings"), mFileName, tr("Vantoria Settings Files (*.vts);;All Files (*)")});
     if (!name.isEmpty())
         saveCurrentState(name);
@@ -465,14 +465,14 @@ void CBeamSelection::saveCurrentState(const QString& fileName)
     }
     const int result = settings.save(fileName);
     if (result != CBeamSettings::resultOk)
-        CTrackDialogs::message(this, QMessageBox::Warning, kDialogTitle, CBeamSettings::describe(result));
+        CDialogSeam::message(this, QMessageBox::Warning, kDialogTitle, CBeamSettings::describe(result));
 }
 
 void CBeamSelection::loadStateDialog()
 {
     if (refusedWhileStreaming(QStringLiteral("You must stop streaming before loading a configuration file.")))
         return;
-    const QString name = CTrackDialogs::getOpenFileName(
+    const QString name = CDialogSeam::getOpenFileName(
         this, {tr("open settings File"), mFilePath, tr("Vanto Ria Settings Files (*.vts);;All Files (*)")});
     if (!name.isEmpty())
         loadState(name);
@@ -489,7 +489,7 @@ void CBeamSelection::loadState(const QString& fileName)
     CBeamSettings settings;
     const int result = CBeamSettings::load(fileName, settings, mMaxTracks);
     if (result != CBeamSettings::resultOk) {
-        CTrackDialogs::message(this, QMessageBox::Warning, kDialogTitle, CBeamSettings::describe(result));
+        CDialogSeam::message(this, QMessageBox::Warning, kDialogTitle, CBeamSettings::describe(result));
         return;
     }
     adoptFileName(fileName);

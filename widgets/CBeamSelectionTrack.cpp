@@ -3,7 +3,6 @@
 #include "widgets/CDialogSeam.h"
 #include "widgets/CHVolumeSlider.h"
 #include "widgets/COnOffButton.h"
-#include "widgets/CTrackDialogs.h"
 #include "widgets/CVolumeUnit.h"
 
 #include <QComboBox>
@@ -195,7 +194,7 @@ void CBeamSelectionTrack::mouseDoubleClickEvent(QMouseEvent* event)
 
 void CBeamSelectionTrack::editColor()
 {
-    const QColor color = CTrackDialogs::getColor(this, mColor);
+    const QColor color = CDialogSeam::getColor(this, mColor);
     if (!color.isValid())
         return;
     setColor(color);
@@ -214,7 +213,7 @@ void CBeamSelectionTrack::editLabel()
 void CBeamSelectionTrack::editAngle(QLabel* cell, int max, const char* title, const char* prompt,
                                     void (CBeamSelectionTrack::*signal)(int, int))
 {
-    const auto angle = CTrackDialogs::getInt(this, {tr(title), tr(prompt), cell->text().toInt(), 0, max, 1});
+    const auto angle = CDialogSeam::getInt(this, {tr(title), tr(prompt), cell->text().toInt(), 0, max, 1});
     if (!angle)
         return;
     cell->setText(QString::number(*angle));

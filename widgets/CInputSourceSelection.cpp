@@ -1,6 +1,6 @@
 #include "widgets/CInputSourceSelection.h"
 
-#include "widgets/CTrackDialogs.h"
+#include "widgets/CDialogSeam.h"
 
 #include <QFileInfo>
 #include <QGridLayout>
@@ -70,7 +70,7 @@ void CInputSourceSelection::setModeEnabled(tMode mode, bool enabled)
 
 void CInputSourceSelection::openFileDialog()
 {
-    const QString fileName = CTrackDialogs::getOpenFileName(
+    const QString fileName = CDialogSeam::getOpenFileName(
         this, {tr("open File"), mDirectory, tr("Wav Files (*.wav);;All Files (*)")});
     if (fileName.isEmpty())
         return;

@@ -1,7 +1,6 @@
 # The beam track list, the transport and navigator, and the input, monitor and recording
 # selections. The track list reads and writes beam settings files through their library.
 target_sources(vk_widgets PRIVATE
-  ${CMAKE_CURRENT_LIST_DIR}/CTrackDialogs.h ${CMAKE_CURRENT_LIST_DIR}/CTrackDialogs.cpp
   ${CMAKE_CURRENT_LIST_DIR}/CBeamSelectionTrack.h ${CMAKE_CURRENT_LIST_DIR}/CBeamSelectionTrack.cpp
   ${CMAKE_CURRENT_LIST_DIR}/CBeamSelection.h ${CMAKE_CURRENT_LIST_DIR}/CBeamSelection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/CAudioTransport.h ${CMAKE_CURRENT_LIST_DIR}/CAudioTransport.cpp

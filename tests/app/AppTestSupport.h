@@ -3,7 +3,7 @@
 // working directory per test (the ini file lives there), and recorded answers to every
 // dialog of the application.
 
-#include "app/CAppDialogs.h"
+#include "widgets/CDialogSeam.h"
 
 #include <QApplication>
 #include <QDir>
@@ -70,24 +70,27 @@ public:
 
     DialogLog()
     {
-        CAppDialogs::Answers a;
-        a.warning = [this](const QString& title, const QString& text) { warnings.push_back({title, text}); };
-        a.question = [this](const QString& title, const QString& text) {
+        CDialogSeam::Answers a;
+        a.message = [this](QMessageBox::Icon icon, const QString& title, const QString& text) {
+            if (icon == QMessageBox::Warning)
+                warnings.push_back({title, text});
+        };
+        a.question = [this](const QString& title, const QString& text, QMessageBox::StandardButtons,
+                            QMessageBox::StandardButton) {
             questions.push_back({title, text});
-            if (answers.empty())
-                return false;
-            const bool ok = answers.front();
-            answers.pop_front();
-            return ok;
+            const QMessageBox::StandardButton answer = buttons.empty() ? QMessageBox::Cancel : buttons.front();
+            if (!buttons.empty())
+                buttons.pop_front();
+            return answer;
         };
         a.item = [this](const QString& title, const QString& label, const QStringList& items) {
             itemRequests.push_back({title, label});
             offeredItems = items;
             return itemAnswer;
         };
-        CAppDialogs::setAnswers(std::move(a));
+        CDialogSeam::setAnswers(std::move(a));
     }
-    ~DialogLog() { CAppDialogs::setAnswers({}); }
+    ~DialogLog() { CDialogSeam::setAnswers({}); }
 
     QStringList warningTexts() const
     {
@@ -101,7 +104,7 @@ public:
     std::vector<Message> questions;
     std::vector<Message> itemRequests;
     QStringList offeredItems;
-    std::deque<bool> answers;             // OK or Cancel, one per question; Cancel when none left
+    std::deque<QMessageBox::StandardButton> buttons; // one per question; Cancel when none left
     std::optional<QString> itemAnswer;    // nothing: the user cancels
 };
 

@@ -73,12 +73,12 @@ TEST(MonitorOptions, MoreChannelsThanFitBeyondTheOffset)
     EXPECT_EQ(page.offsetCombo()->count(), 8);
     EXPECT_TRUE(spy.isEmpty());
 
-    dialogs.answers = {false};
+    dialogs.buttons = {QMessageBox::Cancel};
     page.channelsButton(2)->click();
     EXPECT_TRUE(page.channelsButton(1)->isChecked());
     EXPECT_TRUE(spy.isEmpty());
 
-    dialogs.answers = {true};
+    dialogs.buttons = {QMessageBox::Ok};
     page.channelsButton(2)->click();
     ASSERT_EQ(spy.size(), 1);
     EXPECT_EQ(args(spy, 0), (QList<int>{2, 6}));
@@ -97,12 +97,12 @@ TEST(MonitorOptions, AnOffsetTooFarAsksToReduceTheChannels)
     QSignalSpy spy(&page, &CMonitorOptions::monitorChannelsChanged);
     ASSERT_TRUE(page.channelsButton(2)->isChecked());
 
-    dialogs.answers = {false};
+    dialogs.buttons = {QMessageBox::Cancel};
     page.offsetCombo()->setCurrentIndex(7);
     EXPECT_EQ(page.offsetCombo()->currentIndex(), 0);
     EXPECT_TRUE(spy.isEmpty());
 
-    dialogs.answers = {true};
+    dialogs.buttons = {QMessageBox::Ok};
     page.offsetCombo()->setCurrentIndex(7);
     ASSERT_EQ(spy.size(), 1);
     EXPECT_EQ(args(spy, 0), (QList<int>{1, 7}));
@@ -147,7 +147,7 @@ TEST(OutputOptions, AnOffsetTooFarAsksToReduceTheChannels)
     QSignalSpy spy(&page, &COutputOptions::outputChannelsChanged);
     EXPECT_EQ(page.numberCombo()->currentText(), QStringLiteral("8"));
 
-    dialogs.answers = {false, true};
+    dialogs.buttons = {QMessageBox::Cancel, QMessageBox::Ok};
     page.offsetCombo()->setCurrentIndex(12);
     EXPECT_EQ(page.offsetCombo()->currentIndex(), 0);
     EXPECT_TRUE(spy.isEmpty());
@@ -172,7 +172,7 @@ TEST(OutputOptions, MoreChannelsThanFitAskToMoveTheOffset)
     page.setOutputs(4, 10, 18, 18);
     QSignalSpy spy(&page, &COutputOptions::outputChannelsChanged);
 
-    dialogs.answers = {false, true};
+    dialogs.buttons = {QMessageBox::Cancel, QMessageBox::Ok};
     page.numberCombo()->setCurrentIndex(11); // 12 channels from 10
     EXPECT_EQ(page.numberCombo()->currentText(), QStringLiteral("4"));
     EXPECT_TRUE(spy.isEmpty());

@@ -3,7 +3,6 @@
 // was asked. Installed for the lifetime of the object.
 
 #include "widgets/CDialogSeam.h"
-#include "widgets/CTrackDialogs.h"
 
 #include <deque>
 #include <vector>
@@ -17,8 +16,8 @@ struct DialogAnswers {
         QString text;
     };
     std::vector<Message> messages;
-    std::vector<CTrackDialogs::IntRequest> intRequests;
-    std::vector<CTrackDialogs::FileRequest> fileRequests;
+    std::vector<CDialogSeam::IntRequest> intRequests;
+    std::vector<CDialogSeam::FileRequest> fileRequests;
     std::deque<std::optional<int>> ints;
     std::deque<QString> texts; // a null string: cancelled
     QColor color; // invalid: cancelled
@@ -26,33 +25,31 @@ struct DialogAnswers {
 
     DialogAnswers()
     {
-        CTrackDialogs::Answers a;
+        CDialogSeam::Answers a;
         a.message = [this](QMessageBox::Icon icon, const QString& title, const QString& text) {
             messages.push_back({icon, title, text});
         };
         a.color = [this](const QColor&) { return color; };
-        a.integer = [this](const CTrackDialogs::IntRequest& r) {
+        a.integer = [this](const CDialogSeam::IntRequest& r) {
             intRequests.push_back(r);
             return next(ints);
         };
-        a.saveFileName = a.openFileName = [this](const CTrackDialogs::FileRequest& r) {
+        a.saveFileName = a.openFileName = [this](const CDialogSeam::FileRequest& r) {
             fileRequests.push_back(r);
             return fileName;
         };
-        CTrackDialogs::setAnswers(a);
-        CDialogSeam::setTextPrompt(
-            [this](QWidget*, const QString&, const QString&, const QString&) -> std::optional<QString> {
+        a.text = [this](QWidget*, const QString&, const QString&, const QString&) -> std::optional<QString> {
                 if (texts.empty() || texts.front().isNull())
                     return std::nullopt;
                 const QString text = texts.front();
                 texts.pop_front();
                 return text;
-            });
+            };
+        CDialogSeam::setAnswers(a);
     }
     ~DialogAnswers()
     {
-        CTrackDialogs::setAnswers({});
-        CDialogSeam::setTextPrompt({});
+        CDialogSeam::setAnswers({});
     }
     DialogAnswers(const DialogAnswers&) = delete;
     DialogAnswers& operator=(const DialogAnswers&) = delete;
