@@ -1,5 +1,7 @@
 #include "render/CRenderOptions.h"
 
+#include "soundmap/SoundMapGrid.h"
+
 #include <QCommandLineParser>
 
 #include <cmath>
@@ -110,6 +112,12 @@ bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QStr
     const auto duration = numberIn(parser.value("duration"), 0.001, 24.0 * 3600.0);
     const auto rate = integerIn(parser.value("rate"), 1, 1000000);
     const auto block = integerIn(parser.value("block"), 1, 8192);
+    const auto grid = integerIn(parser.value("map-grid"), SoundMapGrid::kMinStep, SoundMapGrid::kMaxStep);
+    if (!grid || !SoundMapGrid::validStep(*grid)) {
+        error = QStringLiteral("bad --map-grid \"%1\": give 1, 2, 3, 4 or 5 degrees").arg(parser.value("map-grid"));
+        return false;
+    }
+    options.mapGrid = *grid;
     if (!duration || !rate || !block) {
         error = !duration ? QStringLiteral("bad --duration: give seconds, more than 0 and at most 86400")
               : !rate     ? QStringLiteral("bad --rate: give a sample rate in Hz")
@@ -138,6 +146,8 @@ bool checkCombination(const CRenderOptions& options, QString& error)
         error = QStringLiteral("--array-output needs a rendered scene (--scene or --source)");
     else if (!options.arrayOutput.isEmpty() && options.arrayOutput == options.output)
         error = QStringLiteral("--array-output and --output name the same file");
+    else if (!options.mapFile.isEmpty() && (options.mapFile == options.output || options.mapFile == options.arrayOutput))
+        error = QStringLiteral("--map names the same file as another output");
     else
         return true;
     return false;
@@ -162,6 +172,10 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
         {"array-output", "", "file"},
         {"float", ""},
         {"block", "", "frames", "512"},
+        {"map", "", "file"},
+        {"map-peaks", ""},
+        {"map-grid", "", "degrees", "5"},
+        {"map-music", ""},
         {{"q", "quiet"}, ""},
     });
     if (!parser.parse(arguments)) {
@@ -183,6 +197,9 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
     options.arrayOutput = parser.value("array-output");
     options.floatOutput = parser.isSet("float");
     options.quiet = parser.isSet("quiet");
+    options.mapFile = parser.value("map");
+    options.mapPeaks = parser.isSet("map-peaks");
+    options.mapMusic = parser.isSet("map-music");
     return parseValues(parser, options, error) && checkCombination(options, error);
 }
 
@@ -228,6 +245,15 @@ Output:
                              calibrated, as the application records them (24-bit).
   Files are written under a temporary name and appear only when complete.
 
+Sound map (where sound comes from, over the whole input; needs the 32 capsule channels):
+  --map FILE.png             the map as a picture: azimuth 0..360 from left to right,
+                             elevation 0..180 from top to bottom, 30 dB of colour below
+                             the loudest direction, the peaks ringed.
+  --map-peaks                print the map's strongest peaks (at most 8, within 30 dB).
+  --map-grid DEGREES         spacing of the map's directions: 1, 2, 3, 4 or 5 (default 5).
+  --map-music                the sharper subspace estimate (MUSIC) instead of the power
+                             of an order-3 maximum-directivity beam.
+
 Other:
   --block FRAMES             frames per processing block (default 512).
   -q, --quiet                no progress bar and no summary.
@@ -236,6 +262,7 @@ Other:
 Examples:
   vantoria-render --scene --beam 30,90,card3 --beam 150,60,hyper3 -o beams.wav
   vantoria-render take.wav --beams stage.vts --float -o take-beams.wav
+  vantoria-render --scene --beam 30,90,omni -o beams.wav --map map.png --map-peaks
 
 Exit status: 0 on success, 1 when rendering failed, 2 for a command line it cannot use.
 )");

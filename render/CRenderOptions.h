@@ -32,6 +32,10 @@ struct CRenderOptions {
     QString output;                     // the beams' wave file
     QString arrayOutput;                // the scene's array signal
     bool floatOutput = false;           // 32-bit float beams instead of 24-bit integers
+    QString mapFile;                    // the sound map as a PNG picture
+    bool mapPeaks = false;              // print the map's peaks
+    int mapGrid = 5;                    // degrees between the map's directions
+    bool mapMusic = false;              // the subspace estimate instead of steered power
     int blockLength = 512;
     bool quiet = false;
     bool help = false;
@@ -39,4 +43,5 @@ struct CRenderOptions {
     // False with a one-line `error` when the command line cannot be used.
     static bool parse(const QStringList& arguments, CRenderOptions& options, QString& error);
     static QString helpText();
+    bool wantsMap() const { return !mapFile.isEmpty() || mapPeaks; }
 };

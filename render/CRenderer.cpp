@@ -1,6 +1,9 @@
 #include "render/CRenderer.h"
 
+#include "render/CMapPicture.h"
+
 #include "audiofile/CAudioFile.h"
+#include "beamformer/CZirc.h"
 #include "core/graph/CAudioGraph.h"
 #include "device/hardware/CHardwareModel.h"
 #include "device/scene/CSoundScene.h"
@@ -14,6 +17,9 @@ namespace {
 
 constexpr int kCapsules = CAudioGraph::kInputChannels;
 constexpr int kMaxBeams = CRenderOptions::kMaxBeams;
+// Peaks reported from the whole run's map: at most this many, within this range.
+constexpr int kMapPeaks = 8;
+constexpr float kMapRangeDb = 30.0f;
 
 void allocateChannels(std::vector<float>& storage, std::vector<float*>& pointers, int channels, int frames)
 {
@@ -95,6 +101,12 @@ bool CRenderer::openInputFile(const CRenderOptions& options, QString& error)
     mTotalFrames = probe.numFrames();
     mBeamformed = channels == kCapsules;
     mOutputChannels = mBeamformed ? int(mBeams.size()) : std::min(channels, kMaxBeams);
+    if (!mBeamformed && options.wantsMap())
+        mMapNote = QStringLiteral("no sound map: %1 has %2 channel%3, the map needs the array's %4 capsule channels")
+                       .arg(mInputName)
+                       .arg(channels)
+                       .arg(channels == 1 ? "" : "s")
+                       .arg(kCapsules);
     return true;
 }
 
@@ -137,6 +149,8 @@ bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
         return false;
     if (mBeamformed)
         steerBeams();
+    if (mBeamformed && options.wantsMap())
+        attachMap(options);
     if (mHardware)
         calibrate();
     allocateChannels(mInStorage, mIn, kCapsules, mBlock);
@@ -184,6 +198,19 @@ void CRenderer::steerBeams()
         volume->setChannelVolume(b, beam.gain);
         volume->setMute(b, beam.mute);
     }
+}
+
+// A period of one block, so that every sample of the run reaches the map; the map
+// averages all periods evenly.
+void CRenderer::attachMap(const CRenderOptions& options)
+{
+    mCovariance = std::make_unique<CModeCovariance>(double(mSampleRate), mBlock);
+    mMap = std::make_unique<CSoundMap>(options.mapGrid);
+    mMap->setSmoothing(CSoundMap::kWholeRun);
+    mMap->setMethod(options.mapMusic ? CSoundMap::kMusic : CSoundMap::kSteeredPower);
+    mGraph->beamformer()->engine()->setModeTap(mCovariance.get());
+    if (!options.mapFile.isEmpty())
+        mMapFile = std::make_unique<CPendingFile>(options.mapFile);
 }
 
 bool CRenderer::openOutputs(const CRenderOptions& options, QString& error)
@@ -240,6 +267,9 @@ bool CRenderer::renderBlock(qint64 done, QString& error)
         return false;
     }
     mGraph->checkFileQueues();
+    ModeCovarianceFrame period;
+    while (mCovariance && mCovariance->fetch(period))
+        mMap->update(period);
     return true;
 }
 
@@ -248,5 +278,18 @@ bool CRenderer::finish(QString& error)
     mGraph->audioFile(CAudioGraph::stageArrayRecorder)->stopFile();
     mGraph->stop();
     mSink.close();
-    return mBeamFile->commit(error) && (!mArrayFile || mArrayFile->commit(error));
+    return writeMap(error) && mBeamFile->commit(error) && (!mArrayFile || mArrayFile->commit(error))
+           && (!mMapFile || mMapFile->commit(error));
+}
+
+bool CRenderer::writeMap(QString& error)
+{
+    if (!mMap)
+        return true;
+    mPeaks = mMap->peaks(kMapPeaks, kMapRangeDb);
+    if (mMapFile && !CMapPicture::draw(*mMap, kMapRangeDb, mPeaks).save(mMapFile->temporaryName(), "PNG")) {
+        error = QStringLiteral("cannot write %1").arg(mMapFile->finalName());
+        return false;
+    }
+    return true;
 }

@@ -13,6 +13,7 @@
 #include "render/CPendingFile.h"
 #include "render/CRenderOptions.h"
 #include "render/CRenderSink.h"
+#include "soundmap/CSoundMap.h"
 
 #include <QString>
 
@@ -46,6 +47,11 @@ public:
     qint64 clippedSamples() const { return mSink.clippedSamples(); }
     // False when the input is played straight through instead.
     bool beamformed() const { return mBeamformed; }
+    // The whole run's sound map, after run(); null when none was asked for or possible.
+    const CSoundMap* soundMap() const { return mMap.get(); }
+    const std::vector<SoundMapPeak>& mapPeaks() const { return mPeaks; }
+    // Why an asked-for map was not made; empty otherwise.
+    const QString& mapNote() const { return mMapNote; }
 
 private:
     bool resolveBeams(const CRenderOptions& options, QString& error);
@@ -58,6 +64,8 @@ private:
     bool openOutputs(const CRenderOptions& options, QString& error);
     bool renderBlock(qint64 done, QString& error);
     bool finish(QString& error);
+    void attachMap(const CRenderOptions& options);
+    bool writeMap(QString& error);
 
     CPatternCatalogue mCatalogue;
     std::vector<CBeamSetting> mBeams;
@@ -65,6 +73,12 @@ private:
     // an uncommitted temporary file is removed.
     std::unique_ptr<CPendingFile> mBeamFile;
     std::unique_ptr<CPendingFile> mArrayFile;
+    std::unique_ptr<CPendingFile> mMapFile;
+    // Before the graph, which is destroyed first and holds the covariance as its tap.
+    std::unique_ptr<CModeCovariance> mCovariance;
+    std::unique_ptr<CSoundMap> mMap;
+    std::vector<SoundMapPeak> mPeaks;
+    QString mMapNote;
     CRenderSink mSink;
     std::unique_ptr<CHardwareModel> mHardware;
     std::unique_ptr<CSoundScene> mScene;

@@ -1,5 +1,6 @@
 // vantoria-render: beams from an array recording or a modelled scene, from the command line.
 
+#include "render/CMapPicture.h"
 #include "render/CProgressBar.h"
 #include "render/CRenderOptions.h"
 #include "render/CRenderer.h"
@@ -39,6 +40,21 @@ void printSummary(const CRenderer& renderer, const CRenderOptions& options, doub
     std::fflush(stdout);
 }
 
+// The map's note goes to the error stream; the peaks, when asked for, to the output.
+void printMap(const CRenderer& renderer, const CRenderOptions& options)
+{
+    if (!renderer.mapNote().isEmpty())
+        std::fprintf(stderr, "vantoria-render: %s\n", qPrintable(renderer.mapNote()));
+    if (!options.quiet && renderer.soundMap() && !options.mapFile.isEmpty())
+        std::printf("Wrote the sound map to %s\n", qPrintable(options.mapFile));
+    if (options.mapPeaks && renderer.soundMap()) {
+        if (renderer.mapPeaks().empty())
+            std::printf("no peaks: the map is silent\n");
+        std::printf("%s", qPrintable(CMapPicture::peaksText(renderer.mapPeaks())));
+    }
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -67,6 +83,7 @@ int main(int argc, char** argv)
         return fail(error, 1);
     if (!options.quiet)
         printSummary(renderer, options, elapsed.count());
+    printMap(renderer, options);
     if (renderer.clippedSamples() > 0)
         std::fprintf(stderr, "vantoria-render: warning: %lld beam samples beyond full scale were clipped; --float keeps them\n",
                      static_cast<long long>(renderer.clippedSamples()));

@@ -24,6 +24,10 @@ public:
     int rowOf(double thetaDegrees) const;
     int columnOf(double phiDegrees) const;
 
+    // Bilinear between the four grid points around a direction, the azimuth wrapping
+    // across the seam; `values` holds points() values.
+    float interpolate(const float* values, double thetaDegrees, double phiDegrees) const;
+
 private:
     int mStep;
 };
