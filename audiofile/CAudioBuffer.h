@@ -98,6 +98,7 @@ private:
     void fromFileBytes(float* const* channels);
     void interleave();
     void deinterleave();
+    void readInt24(float* const* channels);
     void trackPeaks(float* const* channels);
     void storePeak();
 
