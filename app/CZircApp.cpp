@@ -1,25 +1,52 @@
 #include "app/CZircApp.h"
 
 #include "widgets/CDialogSeam.h"
+#include "app/CAboutBox.h"
 #include "app/CEmulatedHardware.h"
+#include "app/CHpSelection.h"
+#include "app/CMainWindowLayout.h"
 #include "app/CZrOptions.h"
 #include "audiofile/CAudioFile.h"
 #include "box/CZibControl.h"
 #include "core/graph/CAudioGraph.h"
 #include "device/vkHost.h"
+#include "resources/vkResources.h"
 #include "stages/CVolumeControl.h"
+#include "widgets/CAudioFileNavigator.h"
+#include "widgets/CAudioTransport.h"
+#include "widgets/CBeamDisplayAzimuth.h"
+#include "widgets/CBeamDisplayElevation.h"
+#include "widgets/CBeamSelection.h"
+#include "widgets/CInputSourceSelection.h"
+#include "widgets/CInputVolume.h"
+#include "widgets/CLevelMeter.h"
+#include "widgets/CMonitorUnit.h"
+#include "widgets/CRecordingSinkSelection.h"
+#include "widgets/CVolumeUnit.h"
 
 #include <QCloseEvent>
 #include <QElapsedTimer>
+#include <QSignalBlocker>
 #include <QThread>
 #include <QTimerEvent>
 
 #include <cmath>
+#include <vector>
 
 namespace {
 // The box gives up on its own after about 2.2 s; this only guards against a thread that
 // never reports at all.
 constexpr int kBoxWaitLimitMs = 5000;
+constexpr int kMaxTracks = 18;
+constexpr double kAzimuthRange = 40.0;
+// The transport shows play, stop, pause and record; recording beside the other states.
+constexpr int kTransportLayout = 0x17;
+constexpr int kTransportRecordMode = 1;
+// Track bar: add/delete, link, save and load; every column of a row.
+constexpr int kTrackControls = 15;
+constexpr int kTrackColumns = 255;
+const QString kBeamTrackQuestion =
+    QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
 
 template <class Ready>
 bool pollUntil(Ready ready)
@@ -41,17 +68,27 @@ CZircApp::CZircApp(QWidget* parent) : QMainWindow(parent), mAudio(this, mAppName
     loadSettings(mIniFile);
     waitForBox();
     mAudio.open(mSettings);
-    mOptions = new CZrOptions(mAppName);
+    createWidgets();
     buildGraph();
-    setupOptions();
-    setWindowTitleFromState();
+    initWidgets();
+    applySettings();
+    updateDisplays();
+    connectWidgets();
+    layOutWindow();
     mTimer.start(kTimerMs, this);
 }
 
 CZircApp::~CZircApp()
 {
+    pressTransport(CAudioTransport::RecordOff);
     stop();
     mTimer.stop();
+    mInputMeter->setSource(nullptr);
+    mOutputMeter->setSource(nullptr);
+    // The widgets outlive this object's members; nothing they say on the way out may
+    // reach a slot here.
+    for (QObject* child : findChildren<QObject*>())
+        child->disconnect(this);
     hostClose();
     hostUnloadDriver();
     hostSetObject(nullptr);
@@ -84,8 +121,34 @@ void CZircApp::waitForBox()
     mAudio.mZibGroupMask = extension ? 7 : 3;
 }
 
+void CZircApp::createWidgets()
+{
+    const QString pictures = vkResources::path();
+    mTransport = new CAudioTransport(pictures, kTransportLayout, kTransportRecordMode, this);
+    mTransport->pressButton(CAudioTransport::StopButton);
+    mNavigator = new CAudioFileNavigator(this);
+    mInputMeter = new CLevelMeter(mAudio.mMaxInputs, this);
+    mOutputMeter = new CLevelMeter(mAudio.mMaxOutputs, this);
+    mOutputVolume = CMainWindowLayout::makeMasterVolume(this);
+    mInputSource = new CInputSourceSelection(pictures, this);
+    mRecordingSinks = new CRecordingSinkSelection(mSinkNames, this);
+    mRecordingSinks->setBaseName(CAudioGraph::sinkArray, QStringLiteral("mic"));
+    mRecordingSinks->setBaseName(CAudioGraph::sinkBeams, QStringLiteral("out"));
+    mInputVolume = new CInputVolume(this);
+    mMonitor = new CMonitorUnit(mAudio.mMaxInputs, mAudio.mMaxOutputs, this);
+    mAzimuthDisplay = new CBeamDisplayAzimuth(kMaxTracks, kAzimuthRange, this);
+    mElevationDisplay = new CBeamDisplayElevation(kMaxTracks, this);
+    mBeamSelection = new CBeamSelection(pictures, kMaxTracks, kTrackControls, kTrackColumns, this);
+    mHpSelection = new CHpSelection(this);
+    mOptions = new CZrOptions(mAppName);
+}
+
 int CZircApp::buildGraph()
 {
+    if (mGraph) {
+        mInputMeter->setSource(nullptr);
+        mOutputMeter->setSource(nullptr);
+    }
     if (mAudio.isOpen())
         hostSetObject(nullptr);
     mGraph = std::make_unique<CAudioGraph>();
@@ -101,7 +164,7 @@ int CZircApp::buildGraph()
         return mGraphResult;
     mGraph->setInputMode(mSettings.mInputMode);
     mGraph->setMonitorOutputs(mAudio.mOutputs.monitorOutputs.data(), mAudio.mOutputs.numMonitorOutputs);
-    applySettings();
+    mPatternResponse.assign(static_cast<std::size_t>(mGraph->maxPolarPoints()), 0.0f);
     if (mAudio.isOpen()) {
         hostSetObject(mGraph.get());
         hostSetTarget(vkTargetObject);
@@ -109,53 +172,68 @@ int CZircApp::buildGraph()
     return 0;
 }
 
-// What a new graph takes over from the settings and the box, so that a rebuild loses
-// nothing the user has set.
-void CZircApp::applySettings()
+// Once, at start-up: the widgets show the settings.
+void CZircApp::initWidgets()
 {
-    if (mCalibrationValid) {
-        mGraph->setInputChannelGains(mCalibrationGains.data(), static_cast<int>(mCalibrationGains.size()));
-        mCalibrated = true;
-    }
-    mGraph->setHighpass(mSettings.mFcHp);
-    mGraph->setMonitorSource(mSettings.mMonitorSection != 0 ? CAudioGraph::monitorOutputBus
-                                                            : CAudioGraph::monitorInputBus,
-                             mSettings.mMonitorChannel);
-    mGraph->setMonitorEnabled(mSettings.mMonitorEnabled);
-    if (mSettings.mInputMode == CAudioGraph::inputFile && !mSettings.mSensorFile.isEmpty())
-        openInputFile();
-    if (CAudioFile* player = mGraph->audioFile(CAudioGraph::stageFilePlayer))
-        player->setStartSample(0);
+    const bool live = mAudio.isOpen() && mAudio.mNumDriverInputs >= CAudioGraph::kInputChannels;
+    mInputSource->setModeEnabled(CInputSourceSelection::Live, live);
+    if (!live)
+        mSettings.mInputMode = CAudioGraph::inputFile;
+    mInputSource->setMode(static_cast<CInputSourceSelection::tMode>(mSettings.mInputMode));
+    mInputSource->setFileName(mSettings.mSensorFile);
+    mInputVolume->setPreampVolume(mSettings.mPreampVolume);
+    mInputVolume->setSliderVolume(static_cast<int>(std::lround(mSettings.mInputSliderVolume)));
+    mOutputVolume->setVolume(mSettings.mOutputMasterVolume);
+    initBeamSelection();
+    initHpSelection();
+    mMonitor->setStatus(mSettings.mMonitorEnabled);
+    mMonitor->setVolume(mSettings.mMonitorVolume);
+    mMonitor->setChannel(mSettings.mMonitorSection, mSettings.mMonitorChannel);
+    setupOptions();
 }
 
-int CZircApp::rebuild()
+void CZircApp::initBeamSelection()
 {
-    const bool running = hostIsRunning();
-    if (running)
-        stop();
-    int r = mAudio.setOutputs(mSettings);
-    if (r == 0)
-        r = buildGraph();
-    if (r == 0)
-        setWindowTitleFromState();
-    if (running)
-        start();
-    return r;
+    QStringList patterns;
+    QList<QStringList> parameters;
+    for (int p = 0; p < mGraph->patternCount(); ++p) {
+        int nameSize = 0;
+        int parameterNameSize = 0;
+        int numParameters = 0;
+        mGraph->patternInfo(p, &nameSize, &parameterNameSize, &numParameters, nullptr);
+        std::vector<char> name(static_cast<std::size_t>(nameSize) + 1, '\0');
+        std::vector<char> parameterName(static_cast<std::size_t>(parameterNameSize) + 1, '\0');
+        std::vector<int> values(static_cast<std::size_t>(numParameters), 0);
+        mGraph->patternNames(p, name.data(), parameterName.data(), values.data());
+        patterns << QString::fromLatin1(name.data());
+        QStringList texts;
+        for (int v : values)
+            texts << QString::number(v);
+        parameters << texts;
+    }
+    mBeamSelection->setPatternAndParameterLists(patterns, parameters);
+    if (mSettings.mBeamTrackSettings.isEmpty()) {
+        mBeamSelection->addBeam();
+        mBeamSelection->addBeam();
+    } else {
+        mBeamSelection->loadState(mSettings.mBeamTrackSettings);
+    }
+    for (int i = 0; i < mBeamSelection->numTracks(); ++i)
+        beamGotAdded(i);
 }
 
-int CZircApp::openInputFile()
+// One button per corner of the graph's high-pass sets: "off", then "80 Hz" and so on.
+void CZircApp::initHpSelection()
 {
-    const int r = mGraph->openInputFile(mSettings.mSensorFile.toLocal8Bit().constData());
-    if (r != 0) {
-        warn(QStringLiteral("Error loading wave file (erroNo:%1).").arg(r));
-        mSettings.mSensorFile.clear();
-        return r;
-    }
-    const CAudioFile* player = mGraph->audioFile(CAudioGraph::stageFilePlayer);
-    const bool beamforming = mSettings.mInputMode != CAudioGraph::inputFile ||
-                             player->fileChannels() == CAudioGraph::kInputChannels;
-    mGraph->setProcessingMode(beamforming ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
-    return 0;
+    std::array<int, 8> corners{};
+    const int count = mGraph->highpassFrequencies(corners.data(), static_cast<int>(corners.size()));
+    QStringList labels;
+    for (int i = 0; i < count; ++i)
+        labels << (corners[static_cast<std::size_t>(i)] == 0 ? QStringLiteral("off")
+                                                             : QStringLiteral("%1 Hz").arg(corners[static_cast<std::size_t>(i)]));
+    // A set the graph does not have leaves the high-pass off, and shows it so.
+    const bool known = mSettings.mFcHp >= 0 && mSettings.mFcHp < count;
+    mHpSelection->setup(labels, known ? mSettings.mFcHp : 0);
 }
 
 // The box's pages when its port is open, the driver's pages otherwise.
@@ -170,10 +248,197 @@ void CZircApp::setupOptions()
         mOptions->setMonitor(mSettings.mNumMonitorChannels, mSettings.mMonitorChannelOffset, mAudio.mAvailableOutputs);
     }
     mOptions->setEmulation(mSettings.mEmulateHardware);
+}
+
+// What a new graph takes over from the widgets, so that a rebuild loses nothing the user
+// has set.
+void CZircApp::applySettings()
+{
+    if (!ready())
+        return;
+    applyInputVolume();
+    if (mCalibrationValid) {
+        mGraph->setInputChannelGains(mCalibrationGains.data(), static_cast<int>(mCalibrationGains.size()));
+        mCalibrated = true;
+    }
+    mGraph->setNumBeams(mBeamSelection->numTracks());
+    setOutputMasterGain(mOutputVolume->gain());
+    for (int i = 0; i < mBeamSelection->numTracks(); ++i)
+        updateBeamformer(i);
+    mGraph->setHighpass(mHpSelection->index());
+    mGraph->setMonitorSource(mMonitor->section() != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
+                             mMonitor->channel());
+    setMonitorGain(mMonitor->gain());
+    mGraph->setMonitorEnabled(mMonitor->status());
+    if (fileMode()) {
+        mSettings.mSensorFile = mInputSource->fileName();
+        if (!mSettings.mSensorFile.isEmpty())
+            openInputFile();
+    }
+    mGraph->audioFile(CAudioGraph::stageFilePlayer)->setStartSample(0);
+}
+
+// With the box the preamp is the box's business and the graph takes the slider alone;
+// otherwise the graph takes both.
+void CZircApp::applyInputVolume()
+{
+    if (mBox->mPortState.load() == 1) {
+        setInputGain(mInputVolume->sliderGain());
+        setPreampVolume(mInputVolume->preampVolume());
+    } else {
+        setInputGain(mInputVolume->gain());
+    }
+}
+
+void CZircApp::updateDisplays()
+{
+    const bool file = fileMode();
+    mNavigator->setFs(static_cast<int>(mAudio.mSampleRate));
+    const CAudioFile* player = ready() ? mGraph->audioFile(CAudioGraph::stageFilePlayer) : nullptr;
+    mNavigator->setNumSamples(file && player ? static_cast<int>(player->fileFrames()) : 0);
+    mRecordingSinks->setFs(static_cast<int>(mAudio.mSampleRate));
+    const bool beams = ready() && mGraph->processingMode() != CAudioGraph::processingStraight;
+    for (QWidget* w : {static_cast<QWidget*>(mRecordingSinks), static_cast<QWidget*>(mOutputVolume),
+                       static_cast<QWidget*>(mBeamSelection), static_cast<QWidget*>(mAzimuthDisplay),
+                       static_cast<QWidget*>(mElevationDisplay)})
+        w->setEnabled(beams);
+    mInputVolume->setEnabled(!file);
+    mInputSource->setFileControlsEnabled(file);
+    mInputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageInputLevel) : nullptr);
+    mOutputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageOutputLevel) : nullptr);
+    setWindowTitleFromState();
+}
+
+void CZircApp::connectWidgets()
+{
+    connect(mTransport, &CAudioTransport::startAudio, this, &CZircApp::start);
+    connect(mTransport, &CAudioTransport::stopAudio, this, &CZircApp::stop);
+    connect(mTransport, &CAudioTransport::pauseAudio, this, &CZircApp::pause);
+    connect(mTransport, &CAudioTransport::recordAudioOn, this, &CZircApp::startRecording);
+    connect(mTransport, &CAudioTransport::recordAudioOff, this, &CZircApp::stopRecording);
+    connect(mNavigator, &CAudioFileNavigator::stop, this, &CZircApp::remoteStop);
+    connect(mNavigator, &CAudioFileNavigator::seek, this, &CZircApp::seek);
+    connect(mNavigator, &CAudioFileNavigator::updateStartSample, this, &CZircApp::updateStartSample);
+    connect(mOutputVolume, &CVolumeUnit::gainChanged, this, &CZircApp::setOutputMasterGain);
+    connect(mInputSource, &CInputSourceSelection::fileNameChanged, this, &CZircApp::openFile);
+    connect(mInputSource, &CInputSourceSelection::modeChanged, this, &CZircApp::setInputMode);
+    connect(mMonitor, &CMonitorUnit::channelChanged, this, &CZircApp::setMonitorChannel);
+    connect(mMonitor, &CMonitorUnit::gainChanged, this, &CZircApp::setMonitorGain);
+    connect(mMonitor, &CMonitorUnit::statusChanged, this, &CZircApp::setMonitorStatus);
+    if (mBox->mArrayState.load() == 1) {
+        connect(mInputVolume, &CInputVolume::preampVolumeChanged, this, &CZircApp::setPreampVolume);
+        connect(mInputVolume, &CInputVolume::sliderGainChanged, this, &CZircApp::setInputGain);
+    } else {
+        connect(mInputVolume, &CInputVolume::gainChanged, this, &CZircApp::setInputGain);
+    }
+    connect(mInputVolume, &CInputVolume::muteClicked, this, &CZircApp::setInputMute);
+    connectBeamSelection();
+    connect(mHpSelection, &CHpSelection::selectionChanged, this, &CZircApp::setHpIndex);
     connect(mOptions, &CZrOptions::monitorChannelsChanged, this, &CZircApp::updateMonitorChannels);
     connect(mOptions, &CZrOptions::outputChannelsChanged, this, &CZircApp::updateOutputChannels);
     connect(mOptions, &CZrOptions::zibOutputGroupsChanged, this, &CZircApp::updateZibOutputGroups);
     connect(mOptions, &CZrOptions::emulationChanged, this, &CZircApp::setEmulation);
+}
+
+// The track list and the two displays steer each other; the graph follows both.
+void CZircApp::connectBeamSelection()
+{
+    CBeamSelection* b = mBeamSelection;
+    CBeamDisplayAzimuth* az = mAzimuthDisplay;
+    CBeamDisplayElevation* el = mElevationDisplay;
+    connect(b, &CBeamSelection::beamTrackAdded, this, &CZircApp::beamGotAdded);
+    connect(b, &CBeamSelection::beamTrackDeleted, this, &CZircApp::beamGotDeleted);
+    connect(b, &CBeamSelection::activeBeamTrackChanged, az, &CBeamDisplayAzimuth::setActivePattern);
+    connect(b, &CBeamSelection::activeBeamTrackChanged, el, &CBeamDisplayElevation::setActivePattern);
+    connect(b, &CBeamSelection::beamTrackColorChanged, az, qOverload<int, QColor>(&CBeamDisplayAzimuth::setColor));
+    connect(b, &CBeamSelection::beamTrackColorChanged, el, qOverload<int, QColor>(&CBeamDisplayElevation::setColor));
+    connect(b, &CBeamSelection::beamTrackPhiChanged, az, qOverload<int, int>(&CBeamDisplayAzimuth::setPhi));
+    connect(b, &CBeamSelection::beamTrackPhiChanged, this, qOverload<int, int>(&CZircApp::updatePhi));
+    connect(b, &CBeamSelection::beamTrackThetaChanged, el, qOverload<int, int>(&CBeamDisplayElevation::setTheta));
+    connect(b, &CBeamSelection::beamTrackThetaChanged, this, qOverload<int, int>(&CZircApp::updateTheta));
+    connect(b, &CBeamSelection::beamTrackPatternChanged, this, &CZircApp::updatePattern);
+    connect(b, &CBeamSelection::beamTrackParameterChanged, this, &CZircApp::updateParameter);
+    connect(b, &CBeamSelection::beamTrackGainChanged, this, &CZircApp::setOutputGain);
+    connect(b, &CBeamSelection::beamTrackMuteChanged, this, &CZircApp::setOutputMute);
+    connect(az, &CBeamDisplayAzimuth::phiChanged, b, qOverload<int>(&CBeamSelection::setPhi));
+    connect(az, &CBeamDisplayAzimuth::phiChanged, this, qOverload<int>(&CZircApp::updatePhi));
+    connect(el, &CBeamDisplayElevation::thetaChanged, b, qOverload<int>(&CBeamSelection::setTheta));
+    connect(el, &CBeamDisplayElevation::thetaChanged, this, qOverload<int>(&CZircApp::updateTheta));
+}
+
+void CZircApp::layOutWindow()
+{
+    CMainWindowLayout::arrange(*this, {mNavigator, mInputMeter, mOutputMeter, mInputVolume, mOutputVolume,
+                                       mHpSelection, mMonitor, mBeamSelection, mInputSource, mTransport,
+                                       mRecordingSinks, mAzimuthDisplay, mElevationDisplay});
+    CMainWindowLayout::buildMenus(*this, this, &CZircApp::options, &CZircApp::about);
+    CMainWindowLayout::setIcon(*this);
+}
+
+int CZircApp::rebuild()
+{
+    const bool running = hostIsRunning();
+    if (running)
+        pressTransport(CAudioTransport::StopButton);
+    int r = mAudio.setOutputs(mSettings);
+    if (r == 0)
+        r = buildGraph();
+    if (r == 0) {
+        applySettings();
+        updateDisplays();
+    }
+    if (running)
+        pressTransport(CAudioTransport::PlayButton);
+    return r;
+}
+
+// An input file that cannot be opened is given up, in the settings and in the selection.
+int CZircApp::openInputFile()
+{
+    const int r = mGraph->openInputFile(mSettings.mSensorFile.toLocal8Bit().constData());
+    if (r != 0) {
+        warn(QStringLiteral("Error loading wave file (erroNo:%1).").arg(r));
+        mSettings.mSensorFile.clear();
+        mInputSource->setFileName(QString());
+        return r;
+    }
+    const CAudioFile* player = mGraph->audioFile(CAudioGraph::stageFilePlayer);
+    const bool beamforming = mSettings.mInputMode != CAudioGraph::inputFile ||
+                             player->fileChannels() == CAudioGraph::kInputChannels;
+    mGraph->setProcessingMode(beamforming ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
+    return 0;
+}
+
+bool CZircApp::fileMode() const
+{
+    return mInputSource->mode() == CInputSourceSelection::File;
+}
+
+int CZircApp::loadResponse(int pattern, int parameter)
+{
+    int points = 0;
+    if (mGraph->patternInfo(pattern, nullptr, nullptr, nullptr, &points) != 0 ||
+        points > static_cast<int>(mPatternResponse.size()) ||
+        mGraph->patternResponse(pattern, parameter, mPatternResponse.data(), nullptr) != 0)
+        return 0;
+    return points;
+}
+
+void CZircApp::pressTransport(int code, bool quiet)
+{
+    const QSignalBlocker block(quiet ? mTransport : nullptr);
+    mTransport->pressButton(code);
+}
+
+void CZircApp::askToSaveBeamTracks()
+{
+    if (!mBeamSelection->isDirty())
+        return;
+    const QMessageBox::StandardButton answer =
+        CDialogSeam::question(this, mAppName, kBeamTrackQuestion,
+                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+    if (answer == QMessageBox::Save)
+        mBeamSelection->saveStateDialog();
 }
 
 void CZircApp::setWindowTitleFromState()
@@ -192,42 +457,81 @@ void CZircApp::warn(const QString& text)
 
 // ---- transport
 
+// A direct call (not a press) still leaves the buttons showing the stream's state.
 void CZircApp::start()
 {
-    if (mGraphResult != 0)
+    if (!ready()) {
+        pressTransport(CAudioTransport::StopButton, true);
         return;
+    }
     mGraph->start();
     if (mSettings.mInputMode == CAudioGraph::inputFile)
         mGraph->audioFile(CAudioGraph::stageFilePlayer)->startFile(true);
     if (mAudio.isOpen())
         hostStart();
+    mBeamSelection->setStreamingActive(true);
+    pressTransport(CAudioTransport::PlayButton, true);
 }
 
 void CZircApp::stop()
 {
     if (mAudio.isOpen())
         hostStop();
-    if (mGraphResult != 0)
-        return;
-    mGraph->audioFile(CAudioGraph::stageFilePlayer)->stopFile();
-    mGraph->stop();
+    if (ready()) {
+        mGraph->audioFile(CAudioGraph::stageFilePlayer)->stopFile();
+        mGraph->stop();
+    }
+    mBeamSelection->setStreamingActive(false);
+    pressTransport(CAudioTransport::StopButton, true);
 }
 
 void CZircApp::pause()
 {
-    if (mGraphResult == 0)
+    if (ready())
         mGraph->audioFile(CAudioGraph::stageFilePlayer)->pauseFile();
+}
+
+// Each sink that is switched on records into a new file; one that cannot be opened is
+// reported and leaves the other recording.
+void CZircApp::startRecording()
+{
+    mRecordingSinks->setEnabled(false);
+    if (!ready())
+        return;
+    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
+        if (!mRecordingSinks->status(i))
+            continue;
+        CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
+        if (recorder->openFile(mRecordingSinks->filePath(i), 0) != 0)
+            warn(QStringLiteral("Error opening record file!"));
+        else
+            recorder->startFile(true);
+    }
+}
+
+void CZircApp::stopRecording()
+{
+    if (ready()) {
+        for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)
+            mGraph->audioFile(CAudioGraph::sinkStage(i))->stopFile();
+    }
+    mRecordingSinks->setEnabled(true);
+}
+
+void CZircApp::remoteStop()
+{
+    pressTransport(CAudioTransport::StopButton);
 }
 
 void CZircApp::seek(int position)
 {
-    if (mGraphResult == 0)
+    if (ready())
         mGraph->audioFile(CAudioGraph::stageFilePlayer)->seekFile(position);
 }
 
 void CZircApp::updateStartSample(int position)
 {
-    if (mGraphResult == 0)
+    if (ready())
         mGraph->audioFile(CAudioGraph::stageFilePlayer)->setStartSample(position);
 }
 
@@ -235,12 +539,80 @@ void CZircApp::updateStartSample(int position)
 
 void CZircApp::updatePhi(int index, int phi)
 {
-    mGraph->setPhi(index, static_cast<float>(phi));
+    if (ready())
+        mGraph->setPhi(index, static_cast<float>(phi));
+}
+
+void CZircApp::updatePhi(int phi)
+{
+    updatePhi(mBeamSelection->activeTrack(), phi);
 }
 
 void CZircApp::updateTheta(int index, int theta)
 {
-    mGraph->setTheta(index, static_cast<float>(theta));
+    if (ready())
+        mGraph->setTheta(index, static_cast<float>(theta));
+}
+
+void CZircApp::updateTheta(int theta)
+{
+    updateTheta(mBeamSelection->activeTrack(), theta);
+}
+
+// All of one track to the graph, in the order the beamformer takes it up.
+void CZircApp::updateBeamformer(int index)
+{
+    if (!ready())
+        return;
+    mGraph->setPattern(index, mBeamSelection->patternIndex(index));
+    mGraph->setParameter(index, mBeamSelection->parameterIndex(index));
+    mGraph->setTheta(index, static_cast<float>(mBeamSelection->theta(index)));
+    mGraph->setPhi(index, static_cast<float>(mBeamSelection->phi(index)));
+    setOutputGain(index, mBeamSelection->gain(index));
+    setOutputMute(index, mBeamSelection->mute(index));
+}
+
+void CZircApp::beamGotAdded(int index)
+{
+    if (!ready())
+        return;
+    const QColor color = mBeamSelection->color(index);
+    const int points = loadResponse(mBeamSelection->patternIndex(index), mBeamSelection->parameterIndex(index));
+    mAzimuthDisplay->addPlot(mPatternResponse.data(), points, color);
+    mAzimuthDisplay->setPhi(index, mBeamSelection->phi(index));
+    mElevationDisplay->addTrack(color);
+    mElevationDisplay->setTheta(index, mBeamSelection->theta(index));
+    mGraph->setNumBeams(mBeamSelection->numTracks());
+    updateBeamformer(index);
+}
+
+// Deleting moves the tracks behind one place up: each of them is sent again.
+void CZircApp::beamGotDeleted(int index)
+{
+    mAzimuthDisplay->removeActivePlot();
+    mAzimuthDisplay->setActivePattern(mBeamSelection->activeTrack());
+    mElevationDisplay->removeActiveTrack();
+    mElevationDisplay->setActivePattern(mBeamSelection->activeTrack());
+    if (!ready())
+        return;
+    mGraph->setNumBeams(mBeamSelection->numTracks());
+    for (int i = index; i < mBeamSelection->numTracks(); ++i)
+        updateBeamformer(i);
+}
+
+void CZircApp::updatePattern(int beamIndex, int patternIndex, int parameterIndex)
+{
+    if (!ready())
+        return;
+    const int points = loadResponse(patternIndex, parameterIndex);
+    mAzimuthDisplay->setPattern(beamIndex, mPatternResponse.data(), points);
+    mGraph->setPattern(beamIndex, patternIndex);
+    mGraph->setParameter(beamIndex, parameterIndex);
+}
+
+void CZircApp::updateParameter(int beamIndex, int parameterIndex)
+{
+    updatePattern(beamIndex, mBeamSelection->patternIndex(beamIndex), parameterIndex);
 }
 
 void CZircApp::setOutputGain(int channel, float gain)
@@ -329,23 +701,25 @@ void CZircApp::updateZibOutputGroups(int groups, int firstGroup)
 
 void CZircApp::setInputMode(int mode)
 {
-    if (mGraph->inputMode() == mode)
+    if (!ready() || mGraph->inputMode() == mode)
         return;
-    stop();
+    pressTransport(CAudioTransport::StopButton);
     mSettings.mInputMode = mode;
     mGraph->setInputMode(mode);
-    if (mode == CAudioGraph::inputFile)
+    mSettings.mSensorFile = mInputSource->fileName();
+    if (mode == CAudioGraph::inputFile && !mSettings.mSensorFile.isEmpty())
         openInputFile();
-    setWindowTitleFromState();
+    updateDisplays();
 }
 
 void CZircApp::openFile(const QString& fileName)
 {
-    if (fileName.isEmpty())
+    if (fileName.isEmpty() || !ready())
         return;
-    stop();
+    pressTransport(CAudioTransport::StopButton);
     mSettings.mSensorFile = fileName;
-    openInputFile();
+    if (openInputFile() == 0)
+        updateDisplays();
 }
 
 void CZircApp::actOnMidiMessage(int cmd, int value)
@@ -373,6 +747,11 @@ void CZircApp::timerEvent(QTimerEvent* event)
 {
     if (event->timerId() != mTimer.timerId())
         return QMainWindow::timerEvent(event);
+    if (ready()) {
+        mNavigator->setCurrentSample(mGraph->audioFile(CAudioGraph::stageFilePlayer)->position());
+        for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)
+            mRecordingSinks->setCurrentSample(i, mGraph->audioFile(CAudioGraph::sinkStage(i))->position());
+    }
     if (mCalibrated || !mCalibrationValid || mGraphResult != 0)
         return;
     mGraph->setInputChannelGains(mCalibrationGains.data(), static_cast<int>(mCalibrationGains.size()));
@@ -387,8 +766,20 @@ void CZircApp::setEmulation(bool on)
     mSettings.mEmulateHardware = on;
 }
 
+// What the user sees is what is kept.
 void CZircApp::writeSettings(const QString& fileName)
 {
+    mSettings.mInputMode = mInputSource->mode();
+    mSettings.mPreampVolume = mInputVolume->preampVolume();
+    mSettings.mInputSliderVolume = static_cast<float>(mInputVolume->sliderVolume());
+    mSettings.mOutputMasterVolume = mOutputVolume->volume();
+    mSettings.mMonitorEnabled = mMonitor->status();
+    mSettings.mMonitorVolume = mMonitor->volume();
+    mSettings.mMonitorSection = mMonitor->section();
+    mSettings.mMonitorChannel = mMonitor->channel();
+    mSettings.mFcHp = mHpSelection->index();
+    mSettings.mBeamTrackSettings = mBeamSelection->fileName();
+    mSettings.mSensorFile = mInputSource->fileName();
     mSettings.write(fileName);
 }
 
@@ -402,6 +793,11 @@ void CZircApp::loadDefaultSettings()
     mSettings = CZircSettings::defaults();
 }
 
+void CZircApp::about()
+{
+    CAboutBox::present(this);
+}
+
 void CZircApp::options()
 {
     mOptions->show();
@@ -411,6 +807,7 @@ void CZircApp::closeEvent(QCloseEvent* event)
 {
     if (mOptions->isVisible())
         mOptions->close();
+    askToSaveBeamTracks();
     writeSettings(mIniFile);
     event->accept();
 }

@@ -1,10 +1,13 @@
 #pragma once
-// The application: owns the audio graph, the box control thread and the options window,
-// opens the audio device, builds the graph and rebuilds it when outputs change, and turns
-// slots into calls on the graph. Construction starts the box thread, reads the settings,
-// waits for the box, opens the device, builds the graph, sets the title and starts the
-// 60 ms display timer; audio starts only with start(). Main thread only; the box thread
-// reaches it by queued signals.
+// The application's main window: owns the audio graph, the box control thread, the
+// widgets and the options window, opens the audio device, builds the graph and rebuilds it
+// when outputs change. No widget touches the graph: widgets emit signals, the slots here
+// turn them into calls on the graph, and the 60 ms timer feeds positions back. The stream
+// is started and stopped by pressing the transport's buttons, so that they always show
+// its state. Construction starts the box thread, reads the settings, waits for the box,
+// opens the device, makes the widgets, builds the graph, sets the widgets and the graph
+// from the settings, connects and lays out the window and starts the timer; audio starts
+// only with Play. Main thread only; the box thread reaches it by queued signals.
 
 #include "app/CAudioDevice.h"
 #include "app/CZircSettings.h"
@@ -13,10 +16,25 @@
 #include <QMainWindow>
 #include <QString>
 
+#include <QStringList>
+
 #include <array>
 #include <memory>
+#include <vector>
 
+class CAudioFileNavigator;
 class CAudioGraph;
+class CAudioTransport;
+class CBeamDisplayAzimuth;
+class CBeamDisplayElevation;
+class CBeamSelection;
+class CHpSelection;
+class CInputSourceSelection;
+class CInputVolume;
+class CLevelMeter;
+class CMonitorUnit;
+class CRecordingSinkSelection;
+class CVolumeUnit;
 class CEmulatedHardware;
 class CZibControl;
 class CZrOptions;
@@ -41,15 +59,33 @@ public:
     const CZircSettings& settings() const { return mSettings; }
     int graphResult() const { return mGraphResult; }
     bool calibrated() const { return mCalibrated; }
+    CAudioTransport* transport() const { return mTransport; }
+    CAudioFileNavigator* navigator() const { return mNavigator; }
+    CLevelMeter* inputMeter() const { return mInputMeter; }
+    CLevelMeter* outputMeter() const { return mOutputMeter; }
+    CVolumeUnit* outputVolume() const { return mOutputVolume; }
+    CInputSourceSelection* inputSource() const { return mInputSource; }
+    CRecordingSinkSelection* recordingSinks() const { return mRecordingSinks; }
+    CInputVolume* inputVolume() const { return mInputVolume; }
+    CMonitorUnit* monitor() const { return mMonitor; }
+    CBeamDisplayAzimuth* azimuthDisplay() const { return mAzimuthDisplay; }
+    CBeamDisplayElevation* elevationDisplay() const { return mElevationDisplay; }
+    CBeamSelection* beamSelection() const { return mBeamSelection; }
+    CHpSelection* hpSelection() const { return mHpSelection; }
     const std::array<float, 32>& calibrationGains() const { return mCalibrationGains; }
 
 public slots:
     void start();
     void stop();
     void pause();
+    void startRecording();
+    void stopRecording();
     void seek(int position);
     void updatePhi(int index, int phi);
+    void updatePhi(int phi);
     void updateTheta(int index, int theta);
+    void updateTheta(int theta);
+    void updateBeamformer(int index);
     void updateMonitorChannels(int numChannels, int offset);
     void updateOutputChannels(int numChannels, int offset);
     void updateZibOutputGroups(int groups, int firstGroup);
@@ -57,6 +93,7 @@ public slots:
     void actOnMidiConnectionProblems();
     void openFile(const QString& fileName);
     void setInputMode(int mode);
+    void remoteStop();
     void updateStartSample(int position);
     void setOutputGain(int channel, float gain);
     void setOutputMute(int channel, bool mute);
@@ -65,14 +102,19 @@ public slots:
     void setInputGain(float gain);
     void setInputMute(bool mute);
     void setHpIndex(int index);
+    void beamGotAdded(int index);
+    void beamGotDeleted(int index);
+    void updatePattern(int beamIndex, int patternIndex, int parameterIndex);
+    void updateParameter(int beamIndex, int parameterIndex);
     void setMonitorChannel(int inout, int channel);
     void setMonitorGain(float gain);
     void setMonitorStatus(bool status);
-    void setEmulation(bool on);
     void writeSettings(const QString& fileName);
     void loadSettings(const QString& fileName);
     void loadDefaultSettings();
+    void about();
     void options();
+    void setEmulation(bool on);
 
 protected:
     void timerEvent(QTimerEvent* event) override;
@@ -81,11 +123,28 @@ protected:
 private:
     void startBox();
     void waitForBox();
+    void createWidgets();
     int buildGraph();
+    void initWidgets();
+    void initBeamSelection();
+    void initHpSelection();
+    void setupOptions();
     void applySettings();
+    void applyInputVolume();
+    void updateDisplays();
+    void connectWidgets();
+    void connectBeamSelection();
+    void layOutWindow();
     int rebuild();
     int openInputFile();
-    void setupOptions();
+    bool ready() const { return mGraphResult == 0; }
+    bool fileMode() const;
+    // The polar response of a pattern and parameter into mPatternResponse; its length.
+    int loadResponse(int pattern, int parameter);
+    // Presses a transport button; with `quiet` the button only shows the state the stream
+    // already has.
+    void pressTransport(int code, bool quiet = false);
+    void askToSaveBeamTracks();
     void setWindowTitleFromState();
     void warn(const QString& text);
 
@@ -101,5 +160,21 @@ private:
     std::array<float, 32> mCalibrationGains{};
     bool mCalibrationValid = false;
     bool mCalibrated = false;
+    std::vector<float> mPatternResponse;
+
+    CVolumeUnit* mOutputVolume = nullptr;
+    CLevelMeter* mInputMeter = nullptr;
+    CLevelMeter* mOutputMeter = nullptr;
+    CAudioTransport* mTransport = nullptr;
+    CAudioFileNavigator* mNavigator = nullptr;
+    CInputSourceSelection* mInputSource = nullptr;
+    CRecordingSinkSelection* mRecordingSinks = nullptr;
+    CInputVolume* mInputVolume = nullptr;
+    CMonitorUnit* mMonitor = nullptr;
+    CBeamDisplayAzimuth* mAzimuthDisplay = nullptr;
+    CBeamDisplayElevation* mElevationDisplay = nullptr;
+    CBeamSelection* mBeamSelection = nullptr;
+    CHpSelection* mHpSelection = nullptr;
+    QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
     CZrOptions* mOptions = nullptr;
 };
