@@ -72,7 +72,7 @@ HWY_INLINE void stepLanes(const float* lanes, std::size_t frames, float* envelop
     constexpr std::size_t kLanes = hn::MaxLanes(d);
     constexpr std::size_t kVectors = kRow / kLanes;
     static_assert(kVectors * kLanes == kRow);
-    const V zero = hn::Zero(d), rise = hn::Set(d, attack), fall = hn::Set(d, release);
+    const V up = hn::Set(d, attack), down = hn::Set(d, release);
     V e[kVectors], p[kVectors];
     for (std::size_t v = 0; v < kVectors; ++v) {
         e[v] = hn::LoadU(d, envelope + v * kLanes);
@@ -82,8 +82,12 @@ HWY_INLINE void stepLanes(const float* lanes, std::size_t frames, float* envelop
         for (std::size_t v = 0; v < kVectors; ++v) {
             const V x = hn::LoadU(d, lanes + v * kLanes);
             p[v] = hn::IfThenElse(hn::Gt(x, p[v]), x, p[v]);
+            // Both steps, then the one the sign of d picks: a shorter chain from one
+            // frame to the next than picking the coefficient first. x > e exactly when
+            // x - e > 0, and where a flushed difference tells them apart the step adds 0.
             const V diff = hn::Sub(x, e[v]);
-            e[v] = hn::Add(e[v], hn::Mul(diff, hn::IfThenElse(hn::Gt(diff, zero), rise, fall)));
+            const auto rising = hn::Gt(x, e[v]);
+            e[v] = hn::IfThenElse(rising, hn::Add(e[v], hn::Mul(diff, up)), hn::Add(e[v], hn::Mul(diff, down)));
         }
     }
     for (std::size_t v = 0; v < kVectors; ++v) {
