@@ -150,3 +150,15 @@ std::vector<SoundMapPeak> CSoundMap::peaks(int maxPeaks, float rangeDb) const
         return {};
     return findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, 0.0f);
 }
+
+SoundMapFrame CSoundMap::frame(float rangeDb, int maxPeaks) const
+{
+    SoundMapFrame f{mGrid, rangeDb, {}, {}, {}};
+    if (mSilent)
+        return f;
+    f.db = relativeDb(rangeDb);
+    f.peaks = peaks(maxPeaks, rangeDb);
+    for (const SoundMapPeak& p : f.peaks)
+        f.peakDb.push_back(10.0f * std::log10(p.power / f.peaks.front().power));
+    return f;
+}

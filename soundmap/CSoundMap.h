@@ -14,6 +14,7 @@
 // Main thread only; every call may allocate.
 
 #include "soundmap/CModeCovariance.h"
+#include "soundmap/SoundMapFrame.h"
 #include "soundmap/SoundMapGrid.h"
 #include "soundmap/SoundMapPeaks.h"
 
@@ -53,6 +54,9 @@ public:
     std::vector<float> relativeDb(float floorDb) const;
     bool silent() const { return mSilent; }
     std::vector<SoundMapPeak> peaks(int maxPeaks, float rangeDb) const;
+    // The map for the displays over `rangeDb`, with up to `maxPeaks` peaks in that range;
+    // an empty frame while silent.
+    SoundMapFrame frame(float rangeDb, int maxPeaks) const;
 
     // Signal subspace size that MUSIC used at the last update (0 before one).
     int signalDimension() const { return mSignalDimension; }

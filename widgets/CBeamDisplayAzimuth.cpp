@@ -3,6 +3,7 @@
 #include "core/primitives/ipps.h"
 #include "widgets/vkPolarView.h"
 
+#include <QContextMenuEvent>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -149,6 +150,8 @@ void CBeamDisplayAzimuth::paintEvent(QPaintEvent*)
     p.setPen(gridPen(this, 0.75));
     p.setBrush(Qt::white);
     p.drawEllipse(rim);
+    if (mMap.drawsMap())
+        drawMap(p, rim);
     p.setPen(gridPen(this, 0.25));
     p.setBrush(Qt::NoBrush);
     for (int i = 1; i <= static_cast<int>(mRange * 0.1) - 1; ++i) {
@@ -194,6 +197,75 @@ void CBeamDisplayAzimuth::paintEvent(QPaintEvent*)
         p.setBrush(QColor(200, 200, 200, 125));
         p.drawEllipse(rim);
     }
+    mMap.drawLegend(p, *this);
+}
+
+// One wedge per grid azimuth, centred on it; azimuth runs anticlockwise from the right
+// as the curves do.
+void CBeamDisplayAzimuth::drawMap(QPainter& p, const QRect& rim) const
+{
+    const std::vector<float> profile = mMap.frame().azimuthProfile();
+    const double step = mMap.frame().grid.step();
+    p.save();
+    p.setRenderHint(QPainter::Antialiasing, false); // no seams between the wedges
+    p.setPen(Qt::NoPen);
+    for (size_t c = 0; c < profile.size(); ++c) {
+        p.setBrush(mMap.colour(profile[c]));
+        p.drawPie(QRectF(rim), int(std::lround((double(c) * step - step / 2) * 16)), int(std::lround(step * 16)));
+    }
+    p.restore();
+}
+
+void CBeamDisplayAzimuth::setMapFrame(const SoundMapFrame& frame)
+{
+    mMap.setFrame(frame);
+    update();
+}
+
+void CBeamDisplayAzimuth::setMapNote(const QString& note)
+{
+    mMap.setNote(note);
+    update();
+}
+
+void CBeamDisplayAzimuth::setMapShown(bool shown)
+{
+    if (shown == mMap.shown())
+        return;
+    mMap.setShown(shown);
+    update();
+    emit mapShownChanged(shown);
+}
+
+void CBeamDisplayAzimuth::setMapMusic(bool music)
+{
+    if (music == mMap.music())
+        return;
+    mMap.setMusic(music);
+    emit mapMusicChanged(music);
+}
+
+// The strongest peak whose azimuth is within kPickDegrees of the mouse's; the poles
+// have no azimuth to pick them by.
+void CBeamDisplayAzimuth::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    const std::optional<float> a = angleAt(event);
+    if (!a || !mMap.drawsMap())
+        return;
+    for (const SoundMapPeak& peak : mMap.frame().peaks) {
+        const double d = std::abs(std::remainder(peak.phi - double(*a), 360.0));
+        if (d <= kPickDegrees && peak.theta > 0.0 && peak.theta < 180.0) {
+            emit mapPeakChosen(int(std::lround(peak.theta)), int(std::lround(peak.phi)));
+            return;
+        }
+    }
+}
+
+void CBeamDisplayAzimuth::contextMenuEvent(QContextMenuEvent* event)
+{
+    const vkMapBackdrop::Choice choice = mMap.runMenu(this, event->globalPos());
+    setMapShown(choice.shown);
+    setMapMusic(choice.music);
 }
 
 std::optional<float> CBeamDisplayAzimuth::angleAt(const QMouseEvent* event) const

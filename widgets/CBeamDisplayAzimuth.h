@@ -4,6 +4,13 @@
 // response is set; painting only rotates stored polygons. The mouse steers the active
 // track: a click makes it jump to the mouse, a drag turns it by as much as the mouse turns
 // round the centre. The only output is phiChanged with a whole-degree angle.
+//
+// Behind the curves the sound map can be shown as a colour backdrop: for each azimuth the
+// loudest level over the polar angle, on a dB scale. A double click near a peak's azimuth
+// asks for the active beam to be put on that peak (mapPeakChosen, both angles); the
+// context menu switches the map and its method.
+
+#include "widgets/vkMapBackdrop.h"
 
 #include <QColor>
 #include <QPointF>
@@ -52,9 +59,13 @@ public:
     QSize minimumSizeHint() const override { return {50, 50}; }
     // Widget pixel of a point in window units (100 by 100, centre at 0, rim at radius 40).
     QPointF toWidget(QPointF window) const;
+    const vkMapBackdrop& soundMap() const { return mMap; }
 
 signals:
     void phiChanged(int angle);
+    void mapPeakChosen(int theta, int phi);
+    void mapShownChanged(bool shown);
+    void mapMusicChanged(bool music);
 
 public slots:
     void setActivePattern(int patternIndex);
@@ -64,14 +75,27 @@ public slots:
     void setColor(QColor color);
     void setPhi(int phi);
     void setPattern(const float* R, int numPoints);
+    // The latest map; an empty frame (silence) shows no colours.
+    void setMapFrame(const SoundMapFrame& frame);
+    // Why there is no map (empty: there is one); drawn in place of the dB scale.
+    void setMapNote(const QString& note);
+    // These two emit their change signal when the value changes.
+    void setMapShown(bool shown);
+    void setMapMusic(bool music);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
+    // A double click this close to a peak's azimuth picks it.
+    static constexpr double kPickDegrees = 10.0;
+
+    void drawMap(class QPainter& painter, const QRect& rim) const;
     bool validIndex(int index) const { return index >= 0 && index < mNumTracks; }
     tBeamPlot* active() const { return validIndex(mActive) ? mPlots[mActive].get() : nullptr; }
     bool steering() const { return active() != nullptr; }
@@ -90,4 +114,5 @@ private:
     bool mPressed = false;
     bool mDragged = false;
     long mCurveBuilds = 0;
+    vkMapBackdrop mMap;
 };

@@ -2,10 +2,12 @@
 
 #include "widgets/vkPolarView.h"
 
+#include <QContextMenuEvent>
 #include <QMouseEvent>
 #include <QPainter>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 const QRectF kWindow(-10, -50, 60, 100);
@@ -106,6 +108,8 @@ void CBeamDisplayElevation::paintEvent(QPaintEvent*)
     p.setPen(gridPen(this, 0.75));
     p.setBrush(Qt::white);
     p.drawPie(kDisc, -90 * 16, 180 * 16);
+    if (mMap.drawsMap())
+        drawMap(p);
 
     QFont font;
     font.setPixelSize(8);
@@ -126,6 +130,81 @@ void CBeamDisplayElevation::paintEvent(QPaintEvent*)
         p.setBrush(QColor(200, 200, 200, 125));
         p.drawPie(kDisc, -90 * 16, 180 * 16);
     }
+    mMap.drawLegend(p, *this);
+}
+
+// One wedge per grid polar angle, centred on it and cut at the half disc's edges; the
+// polar angle runs clockwise from the top.
+void CBeamDisplayElevation::drawMap(QPainter& p) const
+{
+    const std::vector<float> profile = mMap.frame().elevationProfile(mMapPlane);
+    const double step = mMap.frame().grid.step();
+    p.save();
+    p.setRenderHint(QPainter::Antialiasing, false); // no seams between the wedges
+    p.setPen(Qt::NoPen);
+    for (size_t r = 0; r < profile.size(); ++r) {
+        const double from = std::max(-90.0, 90.0 - double(r) * step - step / 2);
+        const double to = std::min(90.0, 90.0 - double(r) * step + step / 2);
+        p.setBrush(mMap.colour(profile[r]));
+        p.drawPie(kDisc, int(std::lround(from * 16)), int(std::lround((to - from) * 16)));
+    }
+    p.restore();
+}
+
+void CBeamDisplayElevation::setMapFrame(const SoundMapFrame& frame)
+{
+    mMap.setFrame(frame);
+    update();
+}
+
+void CBeamDisplayElevation::setMapNote(const QString& note)
+{
+    mMap.setNote(note);
+    update();
+}
+
+void CBeamDisplayElevation::setMapPlane(int phi)
+{
+    mMapPlane = int(vkPolarView::wrapAzimuth(phi)) % 360;
+    update();
+}
+
+void CBeamDisplayElevation::setMapShown(bool shown)
+{
+    if (shown == mMap.shown())
+        return;
+    mMap.setShown(shown);
+    update();
+    emit mapShownChanged(shown);
+}
+
+void CBeamDisplayElevation::setMapMusic(bool music)
+{
+    if (music == mMap.music())
+        return;
+    mMap.setMusic(music);
+    emit mapMusicChanged(music);
+}
+
+// The peak nearest on the sphere to the direction under the mouse in the shown plane.
+void CBeamDisplayElevation::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    const std::optional<float> a = angleAt(event);
+    if (!a || !mMap.drawsMap() || (*a > 90.0f && *a < 270.0f))
+        return;
+    const double theta = 90.0 - double(*a > 180.0f ? *a - 360.0f : *a);
+    const int i = mMap.frame().nearestPeak(theta, mMapPlane, kPickDegrees);
+    if (i < 0)
+        return;
+    const SoundMapPeak& peak = mMap.frame().peaks[size_t(i)];
+    emit mapPeakChosen(int(std::lround(peak.theta)), int(std::lround(peak.phi)));
+}
+
+void CBeamDisplayElevation::contextMenuEvent(QContextMenuEvent* event)
+{
+    const vkMapBackdrop::Choice choice = mMap.runMenu(this, event->globalPos());
+    setMapShown(choice.shown);
+    setMapMusic(choice.music);
 }
 
 std::optional<float> CBeamDisplayElevation::angleAt(const QMouseEvent* event) const

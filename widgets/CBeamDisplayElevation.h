@@ -4,6 +4,13 @@
 // a click sets the angle under the mouse, a drag turns the needle with the mouse and
 // holds at 0 and 180; presses on the left half are ignored. The only output is
 // thetaChanged with a whole-degree angle.
+//
+// Behind the needles the sound map can be shown over the polar angle, cut along the half
+// plane of the active beam's azimuth (setMapPlane), on a dB scale. A double click near a
+// peak asks for the active beam to be put on it (mapPeakChosen, both angles); the
+// context menu switches the map and its method.
+
+#include "widgets/vkMapBackdrop.h"
 
 #include <QColor>
 #include <QTransform>
@@ -29,9 +36,14 @@ public:
     QSize minimumSizeHint() const override { return {50, 100}; }
     // Widget pixel of a point in window units (60 by 100 from (-10, -50), rim at 40).
     QPointF toWidget(QPointF window) const;
+    const vkMapBackdrop& soundMap() const { return mMap; }
+    int mapPlane() const { return mMapPlane; }
 
 signals:
     void thetaChanged(int angle);
+    void mapPeakChosen(int theta, int phi);
+    void mapShownChanged(bool shown);
+    void mapMusicChanged(bool music);
 
 public slots:
     void setActivePattern(int patternIndex);
@@ -39,14 +51,29 @@ public slots:
     void setTheta(int index, int theta);
     void setColor(QColor color);
     void setTheta(int theta);
+    // The latest map; an empty frame (silence) shows no colours.
+    void setMapFrame(const SoundMapFrame& frame);
+    // Why there is no map (empty: there is one); drawn in place of the dB scale.
+    void setMapNote(const QString& note);
+    // The azimuth of the half plane shown: the active beam's.
+    void setMapPlane(int phi);
+    // These two emit their change signal when the value changes.
+    void setMapShown(bool shown);
+    void setMapMusic(bool music);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
+    // A double click this close to a peak (on the sphere) picks it.
+    static constexpr double kPickDegrees = 15.0;
+
+    void drawMap(class QPainter& painter) const;
     bool validIndex(int index) const { return index >= 0 && index < mNumTracks; }
     bool steering() const { return validIndex(mActiveTrack); }
     std::optional<float> angleAt(const QMouseEvent* event) const;
@@ -62,4 +89,6 @@ private:
     float mPressAngle = 0.0f;
     bool mPressed = false;
     bool mDragged = false;
+    vkMapBackdrop mMap;
+    int mMapPlane = 0;
 };

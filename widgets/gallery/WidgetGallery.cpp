@@ -1,5 +1,6 @@
 // Writes a picture of each widget in a representative state into a folder (first argument,
-// default "docs/widgets"). Runs on any Qt platform; with QT_QPA_PLATFORM=offscreen it
+// default "docs/widgets"), and the beam displays with a sound map behind them into a
+// second folder (second argument, default "docs/soundmap"). Runs on any Qt platform; with QT_QPA_PLATFORM=offscreen it
 // needs no display.
 
 #include "widgets/CBeamDisplayAzimuth.h"
@@ -9,6 +10,9 @@
 #include "widgets/CLevelMeter.h"
 #include "widgets/COnOffButton.h"
 #include "widgets/CVolumeUnit.h"
+
+#include "beamformer/tables/EbfMatrix.h"
+#include "soundmap/CSoundMap.h"
 
 #include <QApplication>
 #include <QDir>
@@ -31,6 +35,22 @@ std::vector<float> response(double a, int order)
         r[i] = static_cast<float>(std::abs(a + (1 - a) * std::pow(c, order)));
     }
     return r;
+}
+
+// The map of three uncorrelated plane waves at the modelled scene's directions (theta,
+// phi, relative power), from their mode covariance.
+SoundMapFrame threeSourceMap()
+{
+    const double sources[3][3] = {{90, 30, 0.7}, {60, 150, 0.25}, {120, 270, 1.0}};
+    ModeCovarianceFrame period;
+    period.frames = 1;
+    for (const auto& s : sources)
+        for (int i = 0; i < 16; ++i)
+            for (int j = i; j < 16; ++j)
+                period.sums[ModeCovarianceFrame::index(i, j)] += s[2] * ebfHarmonic(i, s[0], s[1]) * ebfHarmonic(j, s[0], s[1]);
+    CSoundMap map;
+    map.update(period);
+    return map.frame(30.0f, 8);
 }
 
 bool save(QWidget& widget, QSize size, const QString& folder, const char* name)
@@ -119,5 +139,17 @@ int main(int argc, char** argv)
 
     azimuth.setEnabled(false);
     ok &= save(azimuth, {300, 300}, folder, "beam-display-azimuth-disabled");
+
+    const QString mapFolder = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("docs/soundmap");
+    QDir().mkpath(mapFolder);
+    const SoundMapFrame map = threeSourceMap();
+    azimuth.setEnabled(true);
+    azimuth.setMapFrame(map);
+    ok &= save(azimuth, {300, 300}, mapFolder, "beam-display-azimuth-map");
+    elevation.setMapFrame(map);
+    elevation.setMapPlane(phis[1]);
+    ok &= save(elevation, {200, 300}, mapFolder, "beam-display-elevation-map");
+    elevation.setMapNote(QStringLiteral("no sound map: the input has 2 channels"));
+    ok &= save(elevation, {200, 300}, mapFolder, "beam-display-elevation-no-map");
     return ok ? 0 : 1;
 }
