@@ -83,6 +83,10 @@ public:
                 buttons.pop_front();
             return answer;
         };
+        a.saveFileName = a.openFileName = [this](const CDialogSeam::FileRequest& r) {
+            fileRequests.push_back({r.caption, r.filter});
+            return fileAnswer;
+        };
         a.item = [this](const QString& title, const QString& label, const QStringList& items) {
             itemRequests.push_back({title, label});
             offeredItems = items;
@@ -106,6 +110,8 @@ public:
     QStringList offeredItems;
     std::deque<QMessageBox::StandardButton> buttons; // one per question; Cancel when none left
     std::optional<QString> itemAnswer;    // nothing: the user cancels
+    std::vector<Message> fileRequests;    // caption and filter of each file dialog
+    QString fileAnswer;                   // empty: the user cancels
 };
 
 } // namespace apptest

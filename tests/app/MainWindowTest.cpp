@@ -1,0 +1,258 @@
+// The whole program as a user runs it, headless on the emulated hardware: Play, a beam
+// steered by a mouse drag on the azimuth display, a pattern changed, both sinks recorded
+// and read back by sox, Stop, and the close with the beam-track question; a wave file of
+// another channel count played straight through.
+
+#include "app/CHpSelection.h"
+#include "app/CMainWindowLayout.h"
+#include "app/CZircApp.h"
+#include "beamformer/CKorvane.h"
+#include "beamformer/CZirc.h"
+#include "core/graph/CAudioGraph.h"
+#include "device/vkHost.h"
+#include "tests/app/AppTestSupport.h"
+#include "tests/device/CFakeDriver.h"
+#include "widgets/CAudioFileNavigator.h"
+#include "widgets/CAudioTransport.h"
+#include "widgets/CBeamDisplayAzimuth.h"
+#include "widgets/CBeamDisplayElevation.h"
+#include "widgets/CBeamSelection.h"
+#include "widgets/CBeamSelectionTrack.h"
+#include "widgets/CInputSourceSelection.h"
+#include "widgets/CInputVolume.h"
+#include "widgets/COnOffButton.h"
+#include "widgets/CRecordingSinkSelection.h"
+#include "widgets/CVolumeUnit.h"
+
+#include <QAbstractButton>
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QProcess>
+#include <QRadioButton>
+#include <QSplitter>
+#include <QTest>
+
+#include <cmath>
+#include <numbers>
+
+using apptest::DialogLog;
+using apptest::WorkingDirectory;
+
+namespace {
+const QString kIni = QStringLiteral("vantoria.ini");
+const QString kQuestion =
+    QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
+
+// One figure of a wave file as sox reports it ("-c" channels, "-s" frames, "-r" rate).
+long soxInfo(const QString& file, const char* option)
+{
+    QProcess soxi;
+    soxi.start(QStringLiteral("soxi"), {QString::fromLatin1(option), file});
+    if (!soxi.waitForFinished(10000) || soxi.exitCode() != 0)
+        return -1;
+    return soxi.readAllStandardOutput().trimmed().toLong();
+}
+
+class MainWindowTest : public ::testing::Test {
+protected:
+    void TearDown() override
+    {
+        app.reset();
+        hostInit();
+    }
+    // The window as main opens it, on the emulated hardware (no ini file: emulation on).
+    void open()
+    {
+        fake.config.names.clear();
+        app = std::make_unique<CZircApp>();
+        app->resize(app->sizeHint());
+        app->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(app.get()));
+    }
+    void press(CAudioTransport::Button which) { app->transport()->button(which)->click(); }
+    // The widget pixel of an azimuth, at radius 45 in the display's window units.
+    QPoint azimuthAt(double degrees) const
+    {
+        const double a = degrees * std::numbers::pi / 180.0;
+        return app->azimuthDisplay()->toWidget(QPointF(45.0 * std::cos(a), -45.0 * std::sin(a))).toPoint();
+    }
+    void drag(double from, double to)
+    {
+        QTest::mousePress(app->azimuthDisplay(), Qt::LeftButton, {}, azimuthAt(from));
+        QTest::mouseMove(app->azimuthDisplay(), azimuthAt((from + to) / 2));
+        QTest::mouseMove(app->azimuthDisplay(), azimuthAt(to));
+        QTest::mouseRelease(app->azimuthDisplay(), Qt::LeftButton, {}, azimuthAt(to));
+    }
+    float graphPhi(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->phiDegrees(); }
+
+    WorkingDirectory dir;
+    DialogLog dialogs;
+    CFakeBackend fake;
+    std::unique_ptr<CZircApp> app;
+};
+} // namespace
+
+TEST_F(MainWindowTest, PlaySteerRecordStopAndClose)
+{
+    ASSERT_NO_FATAL_FAILURE(open());
+    auto* splitter = app->centralWidget()->findChild<QSplitter*>();
+    if (!splitter)
+        splitter = qobject_cast<QSplitter*>(app->centralWidget());
+    ASSERT_NE(splitter, nullptr);
+    const QList<int> sizes = splitter->sizes();
+    EXPECT_NEAR(sizes[1], sizes[0] * 0.6, 1.0) << sizes[0] << " : " << sizes[1];
+    EXPECT_TRUE(app->transport()->button(CAudioTransport::StopButton)->isChecked());
+    CBeamSelection* tracks = app->beamSelection();
+    ASSERT_EQ(tracks->numTracks(), 2);
+    EXPECT_EQ(app->azimuthDisplay()->numTracks(), 2);
+    EXPECT_EQ(app->elevationDisplay()->numTracks(), 2);
+    EXPECT_EQ(app->graph()->numBeams(), 2);
+
+    press(CAudioTransport::PlayButton);
+    ASSERT_TRUE(hostIsRunning());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return app->windowTitle().endsWith(QStringLiteral(", calibrated)")); }, 3000))
+        << app->windowTitle().toStdString();
+
+    // A click picks the second track; a drag on the azimuth display steers it and its beam.
+    QTest::mouseClick(tracks->track(1), Qt::LeftButton, {}, QPoint(2, 2));
+    const int active = tracks->activeTrack();
+    ASSERT_EQ(active, 1);
+    EXPECT_EQ(app->azimuthDisplay()->activeIndex(), 1);
+    drag(30, 120);
+    EXPECT_NE(tracks->phi(active), 0);
+    EXPECT_NEAR(graphPhi(active), static_cast<float>(tracks->phi(active)), 0.5f);
+    EXPECT_NEAR(app->azimuthDisplay()->plot(active)->mPhi, tracks->phi(active), 0.5);
+
+    // Another pattern: the display shows its polar response.
+    const int other = tracks->patternIndex(active) == 0 ? 1 : 0;
+    tracks->track(active)->patternBox()->setCurrentIndex(other);
+    ASSERT_EQ(tracks->patternIndex(active), other);
+    std::vector<float> response(static_cast<std::size_t>(app->graph()->maxPolarPoints()));
+    app->graph()->patternResponse(other, tracks->parameterIndex(active), response.data(), nullptr);
+    const tBeamPlot* plot = app->azimuthDisplay()->plot(active);
+    ASSERT_GT(plot->mNumPoints, 1);
+    for (int i = 0; i < plot->mNumPoints; ++i)
+        ASSERT_FLOAT_EQ(plot->mResponse[static_cast<std::size_t>(i)], response[static_cast<std::size_t>(i)]) << i;
+
+    // Both sinks for about a second.
+    CRecordingSinkSelection* sinks = app->recordingSinks();
+    sinks->sinkSwitch(0)->setChecked(true);
+    sinks->sinkSwitch(1)->setChecked(true);
+    press(CAudioTransport::RecordButton);
+    EXPECT_FALSE(sinks->isEnabled());
+    QTest::qWait(1000);
+    press(CAudioTransport::RecordButton);
+    EXPECT_TRUE(sinks->isEnabled());
+    press(CAudioTransport::StopButton);
+    EXPECT_FALSE(hostIsRunning());
+    EXPECT_TRUE(dialogs.warnings.empty());
+
+    // Each sink shows the name of the file it wrote.
+    const QString mic = dir.file(sinks->fileLabel(0)->text());
+    const QString out = dir.file(sinks->fileLabel(1)->text());
+    EXPECT_TRUE(sinks->fileLabel(0)->text().startsWith(QStringLiteral("mic")));
+    EXPECT_TRUE(sinks->fileLabel(1)->text().startsWith(QStringLiteral("out")));
+    EXPECT_EQ(soxInfo(mic, "-c"), 32);
+    EXPECT_EQ(soxInfo(out, "-c"), tracks->numTracks()); // one channel per beam
+    // The stream is paced by the emulated clock; the event loop decides when the second
+    // press lands, so a generous window around one second of frames.
+    for (const QString& file : {mic, out}) {
+        EXPECT_EQ(soxInfo(file, "-r"), 44100) << file.toStdString();
+        const long frames = soxInfo(file, "-s");
+        EXPECT_GT(frames, 44100 / 2) << file.toStdString();
+        EXPECT_LT(frames, 44100 * 3) << file.toStdString();
+    }
+
+    // What the widgets show is what the ini file keeps; the changed tracks are asked about.
+    app->hpSelection()->buttons()->button(2)->click();
+    app->outputVolume()->setVolume(-6.0f);
+    dialogs.buttons = {QMessageBox::Cancel};
+    EXPECT_TRUE(app->close());
+    ASSERT_EQ(dialogs.questions.size(), 1u);
+    EXPECT_EQ(dialogs.questions[0].title, QStringLiteral("Vantoria"));
+    EXPECT_EQ(dialogs.questions[0].text, kQuestion);
+    EXPECT_TRUE(dialogs.fileRequests.empty()); // Cancel saves no tracks
+    const CZircSettings written = CZircSettings::load(kIni);
+    EXPECT_EQ(written.mFcHp, 2);
+    EXPECT_FLOAT_EQ(written.mOutputMasterVolume, -6.0f);
+    EXPECT_EQ(written.mPreampVolume, app->inputVolume()->preampVolume());
+    EXPECT_EQ(written.mInputMode, 0);
+    EXPECT_TRUE(written.mBeamTrackSettings.isEmpty());
+}
+
+TEST_F(MainWindowTest, SavingTheTracksAtCloseKeepsTheirFileForTheNextStart)
+{
+    ASSERT_NO_FATAL_FAILURE(open());
+    CBeamSelection* tracks = app->beamSelection();
+    tracks->addButton()->click();
+    ASSERT_EQ(app->graph()->numBeams(), 3);
+    QTest::mouseClick(tracks->track(2), Qt::LeftButton, {}, QPoint(2, 2));
+    drag(170, 200);
+    const int phi = tracks->phi(2);
+    EXPECT_NE(phi, 0);
+    EXPECT_EQ(graphPhi(2), static_cast<float>(phi));
+    ASSERT_TRUE(tracks->isDirty());
+
+    dialogs.buttons = {QMessageBox::Save};
+    dialogs.fileAnswer = dir.file(QStringLiteral("three.vts"));
+    EXPECT_TRUE(app->close());
+    EXPECT_EQ(dialogs.questions.size(), 1u);
+    const QString saved = CZircSettings::load(kIni).mBeamTrackSettings;
+    ASSERT_FALSE(saved.isEmpty());
+    ASSERT_TRUE(QFileInfo::exists(saved));
+
+    // The next start loads them, and the graph and both displays follow.
+    app.reset();
+    hostInit();
+    ASSERT_NO_FATAL_FAILURE(open());
+    ASSERT_EQ(app->beamSelection()->numTracks(), 3);
+    EXPECT_EQ(app->graph()->numBeams(), 3);
+    EXPECT_EQ(app->azimuthDisplay()->numTracks(), 3);
+    EXPECT_EQ(app->beamSelection()->phi(2), phi);
+    EXPECT_EQ(graphPhi(2), static_cast<float>(phi));
+    // Nothing changed this time: no question.
+    EXPECT_TRUE(app->close());
+    EXPECT_EQ(dialogs.questions.size(), 1u);
+}
+
+TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidgetsOff)
+{
+    QProcess sox;
+    const QString wave = dir.file(QStringLiteral("sixteen.wav"));
+    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                      QStringLiteral("-c"), QStringLiteral("16"), QStringLiteral("-b"),
+                                      QStringLiteral("24"), wave, QStringLiteral("synth"), QStringLiteral("2"),
+                                      QStringLiteral("sine"), QStringLiteral("440")});
+    ASSERT_TRUE(sox.waitForFinished(10000));
+    ASSERT_EQ(sox.exitCode(), 0);
+    ASSERT_NO_FATAL_FAILURE(open());
+
+    app->inputSource()->modeButton(CInputSourceSelection::File)->click();
+    EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputFile);
+    EXPECT_FALSE(app->inputVolume()->isEnabled());
+    dialogs.fileAnswer = wave;
+    app->inputSource()->loadButton()->click();
+    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingStraight);
+    for (QWidget* w : {static_cast<QWidget*>(app->beamSelection()), static_cast<QWidget*>(app->azimuthDisplay()),
+                       static_cast<QWidget*>(app->elevationDisplay()), static_cast<QWidget*>(app->outputVolume()),
+                       static_cast<QWidget*>(app->recordingSinks())})
+        EXPECT_FALSE(w->isEnabled()) << w->metaObject()->className();
+    EXPECT_EQ(app->navigator()->numSamples(), 2 * 44100);
+
+    // Played, the navigator follows the file.
+    press(CAudioTransport::PlayButton);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return app->navigator()->currentSample() > 4410; }, 3000));
+    press(CAudioTransport::StopButton);
+    EXPECT_FALSE(hostIsRunning());
+
+    // Back to live: the beam widgets come back on.
+    app->inputSource()->modeButton(CInputSourceSelection::Live)->click();
+    EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputLive);
+    EXPECT_TRUE(app->inputVolume()->isEnabled());
+    EXPECT_TRUE(dialogs.warnings.empty());
+    app->close();
+    EXPECT_EQ(CZircSettings::load(kIni).mInputMode, 0);
+}
