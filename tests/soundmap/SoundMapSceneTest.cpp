@@ -99,19 +99,6 @@ TEST(SoundMapScene, DefaultSceneThreeStrongestPeaksOnTheSources)
     expectPeaksAt(rig.map, {{90.0, 30.0}, {60.0, 150.0}, {120.0, 270.0}}, 5.0);
 }
 
-TEST(SoundMapScene, MovedSourceMovesItsPeak)
-{
-    MapRig rig;
-    const double rate = kRate;
-    rig.scene.addSource(100.0f, 75.0f, CSceneSignal(CSceneSignal::Kind::Melody, rate, 0.125f));
-    rig.scene.addSource(60.0f, 150.0f, CSceneSignal(CSceneSignal::Kind::Percussion, rate, 0.125f, 7));
-    rig.scene.addSource(120.0f, 270.0f, CSceneSignal(CSceneSignal::Kind::Warble, rate, 0.1f));
-    rig.run(int(3 * kRate / kBlock));
-    expectPeaksAt(rig.map, {{100.0, 75.0}, {60.0, 150.0}, {120.0, 270.0}}, 5.0);
-    for (const SoundMapPeak& p : rig.map.peaks(3, 30.0f))
-        EXPECT_GT(angleBetween({90.0, 30.0}, {p.theta, p.phi}), 20.0);
-}
-
 TEST(SoundMapScene, SilenceGivesASilentMapAndDetachStopsTheFeed)
 {
     MapRig rig;
