@@ -95,8 +95,9 @@ public:
     int setBeamActive(int beam, bool active);
     bool beamActive(int beam) const;
 
-    // Attaches a tap (one release store), or detaches it with null. A detach returns once
-    // the audio thread is no longer inside the old tap, so it may be destroyed then.
+    // Attaches a tap (published by one store, release or stronger), or detaches it with
+    // null. A detach returns once the audio thread is no longer inside the old tap, so it
+    // may be destroyed then.
     void setModeTap(ModeTap* tap);
 
     int beamCount() const { return mBeamCount; }
