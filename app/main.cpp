@@ -9,6 +9,9 @@ int main(int argc, char** argv)
 {
     QApplication application(argc, argv);
     auto* window = new CZircApp;
+    // The size the window asks for leaves both displays above their least heights, so the
+    // splitter keeps its 100:60 shares.
+    window->resize(window->sizeHint());
     window->show();
     const int result = application.exec();
     delete window;

@@ -1,0 +1,90 @@
+// Takes a picture of the whole main window as a user first sees it at work: started on
+// the emulated hardware in a fresh folder, a third beam added, the three beams steered at
+// the scene's three sources by clicks on the two displays, Play pressed and the meters
+// running for two seconds. Run it under a virtual X server (see window-picture.sh).
+//   vantoria_window_picture <picture.png>
+
+#include "app/CZircApp.h"
+#include "widgets/CAudioTransport.h"
+#include "widgets/CBeamDisplayAzimuth.h"
+#include "widgets/CBeamDisplayElevation.h"
+#include "widgets/CBeamSelection.h"
+#include "widgets/CBeamSelectionTrack.h"
+#include "widgets/CDialogSeam.h"
+#include "widgets/COnOffButton.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+
+namespace {
+struct Direction {
+    int theta;
+    int phi;
+};
+// The emulated scene's sources: a tune, percussion and chirps.
+constexpr Direction kSources[] = {{90, 30}, {60, 150}, {120, 270}};
+
+// A point at `degrees` (anticlockwise from the right) and `radius` in a display's window
+// units, where the displays take the mouse.
+QPointF onCircle(double radius, double degrees)
+{
+    const double a = degrees * std::numbers::pi / 180.0;
+    return {radius * std::cos(a), -radius * std::sin(a)};
+}
+
+// As a user does it: pick the track and a narrow pattern, click its azimuth, then its
+// polar angle (the elevation display measures it from the top). The displays cut the
+// angle under the mouse to whole degrees, so each click lands a little inside the degree.
+void steer(CZircApp& app, int track, Direction d)
+{
+    CBeamSelectionTrack* row = app.beamSelection()->track(track);
+    QTest::mouseClick(row, Qt::LeftButton, {}, QPoint(2, 2));
+    row->patternBox()->setCurrentIndex(row->patternBox()->findText(QStringLiteral("super3")));
+    CBeamDisplayAzimuth* azimuth = app.azimuthDisplay();
+    QTest::mouseClick(azimuth, Qt::LeftButton, {}, azimuth->toWidget(onCircle(45, d.phi + 0.4)).toPoint());
+    CBeamDisplayElevation* elevation = app.elevationDisplay();
+    QTest::mouseClick(elevation, Qt::LeftButton, {},
+                      elevation->toWidget(onCircle(30, 90 - d.theta - 0.4)).toPoint());
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication application(argc, argv);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s <picture.png>\n", argv[0]);
+        return 2;
+    }
+    const QString picture = QFileInfo(QString::fromLocal8Bit(argv[1])).absoluteFilePath();
+    QTemporaryDir folder;
+    QDir::setCurrent(folder.path());
+    CDialogSeam::Answers answers;
+    answers.question = [](const QString&, const QString&, QMessageBox::StandardButtons, QMessageBox::StandardButton) {
+        return QMessageBox::Discard;
+    };
+    CDialogSeam::setAnswers(answers);
+
+    CZircApp app;
+    app.resize(app.sizeHint());
+    app.show();
+    if (!QTest::qWaitForWindowExposed(&app))
+        return 1;
+    app.beamSelection()->addButton()->click();
+    for (int i = 0; i < 3; ++i)
+        steer(app, i, kSources[i]);
+    app.transport()->button(CAudioTransport::PlayButton)->click();
+    QTest::qWait(2000);
+    const bool saved = app.grab().save(picture);
+    app.transport()->button(CAudioTransport::StopButton)->click();
+    app.close();
+    std::printf("%s: %dx%d, %s\n", qPrintable(picture), app.width(), app.height(), qPrintable(app.windowTitle()));
+    return saved ? 0 : 1;
+}
