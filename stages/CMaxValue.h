@@ -49,7 +49,7 @@ private:
     // Padded to whole groups of laneCount; the lanes beyond the channels stay 0.
     float* mPeak = nullptr;
     float* mEnvelope = nullptr;
-    // chunkFrames rows of laneCount magnitudes; lanes without a channel stay 0.
+    // Per group, chunkFrames rows of laneCount magnitudes; lanes without a channel stay 0.
     float* mLanes = nullptr;
     int mChannels = 0;
     int mBlockLength = 0;
