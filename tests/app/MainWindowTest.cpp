@@ -56,6 +56,17 @@ long soxInfo(const QString& file, const char* option)
     return soxi.readAllStandardOutput().trimmed().toLong();
 }
 
+// A two-second sine of `channels` channels at 44.1 kHz, 24 bits, made by sox.
+bool makeWave(const QString& file, int channels)
+{
+    QProcess sox;
+    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                      QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
+                                      QStringLiteral("24"), file, QStringLiteral("synth"), QStringLiteral("2"),
+                                      QStringLiteral("sine"), QStringLiteral("440")});
+    return sox.waitForFinished(10000) && sox.exitCode() == 0;
+}
+
 class MainWindowTest : public ::testing::Test {
 protected:
     void TearDown() override
@@ -220,39 +231,92 @@ TEST_F(MainWindowTest, SavingTheTracksAtCloseKeepsTheirFileForTheNextStart)
 
 TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidgetsOff)
 {
-    QProcess sox;
-    const QString wave = dir.file(QStringLiteral("sixteen.wav"));
-    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                      QStringLiteral("-c"), QStringLiteral("16"), QStringLiteral("-b"),
-                                      QStringLiteral("24"), wave, QStringLiteral("synth"), QStringLiteral("2"),
-                                      QStringLiteral("sine"), QStringLiteral("440")});
-    ASSERT_TRUE(sox.waitForFinished(10000));
-    ASSERT_EQ(sox.exitCode(), 0);
+    const QString sixteen = dir.file(QStringLiteral("sixteen.wav"));
+    const QString full = dir.file(QStringLiteral("full.wav"));
+    ASSERT_TRUE(makeWave(sixteen, 16));
+    ASSERT_TRUE(makeWave(full, 32));
     ASSERT_NO_FATAL_FAILURE(open());
+    const std::initializer_list<QWidget*> beamWidgets = {app->beamSelection(), app->azimuthDisplay(),
+                                                         app->elevationDisplay(), app->outputVolume(),
+                                                         app->recordingSinks()};
 
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
     EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputFile);
     EXPECT_FALSE(app->inputVolume()->isEnabled());
-    dialogs.fileAnswer = wave;
+    dialogs.fileAnswer = sixteen;
     app->inputSource()->loadButton()->click();
     EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingStraight);
-    for (QWidget* w : {static_cast<QWidget*>(app->beamSelection()), static_cast<QWidget*>(app->azimuthDisplay()),
-                       static_cast<QWidget*>(app->elevationDisplay()), static_cast<QWidget*>(app->outputVolume()),
-                       static_cast<QWidget*>(app->recordingSinks())})
+    for (QWidget* w : beamWidgets)
         EXPECT_FALSE(w->isEnabled()) << w->metaObject()->className();
     EXPECT_EQ(app->navigator()->numSamples(), 2 * 44100);
 
-    // Played, the navigator follows the file.
+    // Played, the navigator follows the file; paused it stands, and Play goes on from there.
     press(CAudioTransport::PlayButton);
     EXPECT_TRUE(QTest::qWaitFor([&] { return app->navigator()->currentSample() > 4410; }, 3000));
+    press(CAudioTransport::PauseButton);
+    QTest::qWait(200);
+    const int paused = app->navigator()->currentSample();
+    QTest::qWait(300);
+    EXPECT_EQ(app->navigator()->currentSample(), paused);
+    press(CAudioTransport::PlayButton);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return app->navigator()->currentSample() > paused + 4410; }, 3000));
     press(CAudioTransport::StopButton);
     EXPECT_FALSE(hostIsRunning());
 
-    // Back to live: the beam widgets come back on.
+    // A file of the array's 32 channels is beamformed: the beam widgets come back on.
+    dialogs.fileAnswer = full;
+    app->inputSource()->loadButton()->click();
+    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    for (QWidget* w : beamWidgets)
+        EXPECT_TRUE(w->isEnabled()) << w->metaObject()->className();
+
     app->inputSource()->modeButton(CInputSourceSelection::Live)->click();
     EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputLive);
     EXPECT_TRUE(app->inputVolume()->isEnabled());
     EXPECT_TRUE(dialogs.warnings.empty());
     app->close();
-    EXPECT_EQ(CZircSettings::load(kIni).mInputMode, 0);
+    const CZircSettings written = CZircSettings::load(kIni);
+    EXPECT_EQ(written.mInputMode, 0);
+    EXPECT_EQ(written.mSensorFile, full);
+}
+
+TEST_F(MainWindowTest, ChangingOutputsWhilePlayingKeepsWhatTheWidgetsShow)
+{
+    ASSERT_NO_FATAL_FAILURE(open());
+    CBeamSelection* tracks = app->beamSelection();
+    QTest::mouseClick(tracks->track(0), Qt::LeftButton, {}, QPoint(2, 2));
+    drag(10, 60);
+    const int phi = tracks->phi(0);
+    press(CAudioTransport::PlayButton);
+    const CAudioGraph* before = app->graph();
+
+    app->updateZibOutputGroups(7, 4);
+    ASSERT_NE(app->graph(), before);
+    EXPECT_TRUE(hostIsRunning());
+    EXPECT_TRUE(app->transport()->button(CAudioTransport::PlayButton)->isChecked());
+    EXPECT_EQ(app->graph()->numBeams(), 2);
+    EXPECT_EQ(graphPhi(0), static_cast<float>(phi));
+    press(CAudioTransport::StopButton);
+    EXPECT_FALSE(hostIsRunning());
+    EXPECT_TRUE(app->transport()->button(CAudioTransport::StopButton)->isChecked());
+}
+
+TEST_F(MainWindowTest, WithoutADriverLiveIsOffWhateverTheIniFileSaid)
+{
+    fake.config.names.clear();
+    CZircSettings s;
+    s.mEmulateHardware = false;
+    s.mInputMode = 0;
+    s.write(kIni);
+    app = std::make_unique<CZircApp>();
+
+    EXPECT_FALSE(app->inputSource()->modeButton(CInputSourceSelection::Live)->isEnabled());
+    EXPECT_EQ(app->inputSource()->mode(), CInputSourceSelection::File);
+    EXPECT_FALSE(app->inputVolume()->isEnabled());
+    // Play has no stream to start but the buttons stay usable.
+    press(CAudioTransport::PlayButton);
+    EXPECT_FALSE(hostIsRunning());
+    press(CAudioTransport::StopButton);
+    app->close();
+    EXPECT_EQ(CZircSettings::load(kIni).mInputMode, 1);
 }
