@@ -228,9 +228,10 @@ void CZircApp::initHpSelection()
     std::array<int, 8> corners{};
     const int count = mGraph->highpassFrequencies(corners.data(), static_cast<int>(corners.size()));
     QStringList labels;
-    for (int i = 0; i < count; ++i)
-        labels << (corners[static_cast<std::size_t>(i)] == 0 ? QStringLiteral("off")
-                                                             : QStringLiteral("%1 Hz").arg(corners[static_cast<std::size_t>(i)]));
+    for (int i = 0; i < count; ++i) {
+        const int corner = corners[static_cast<std::size_t>(i)];
+        labels << (corner == 0 ? QStringLiteral("off") : QStringLiteral("%1 Hz").arg(corner));
+    }
     // A set the graph does not have leaves the high-pass off, and shows it so.
     const bool known = mSettings.mFcHp >= 0 && mSettings.mFcHp < count;
     mHpSelection->setup(labels, known ? mSettings.mFcHp : 0);

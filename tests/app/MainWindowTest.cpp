@@ -320,3 +320,25 @@ TEST_F(MainWindowTest, WithoutADriverLiveIsOffWhateverTheIniFileSaid)
     app->close();
     EXPECT_EQ(CZircSettings::load(kIni).mInputMode, 1);
 }
+
+TEST_F(MainWindowTest, ARecordingThatCannotBeOpenedIsReportedAndTheStreamGoesOn)
+{
+    ASSERT_NO_FATAL_FAILURE(open());
+    // The sinks write into the working folder; one that has gone takes no file.
+    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("gone")));
+    ASSERT_TRUE(QDir::setCurrent(dir.file(QStringLiteral("gone"))));
+    ASSERT_TRUE(QDir(dir.path()).rmdir(QStringLiteral("gone")));
+    CRecordingSinkSelection* sinks = app->recordingSinks();
+    sinks->sinkSwitch(0)->setChecked(true);
+    sinks->sinkSwitch(1)->setChecked(true);
+    press(CAudioTransport::PlayButton);
+    press(CAudioTransport::RecordButton);
+
+    EXPECT_EQ(dialogs.warningTexts(),
+              QStringList({QStringLiteral("Error opening record file!"), QStringLiteral("Error opening record file!")}));
+    EXPECT_TRUE(hostIsRunning());
+    press(CAudioTransport::RecordButton);
+    EXPECT_TRUE(sinks->isEnabled());
+    press(CAudioTransport::StopButton);
+    QDir::setCurrent(dir.path());
+}
