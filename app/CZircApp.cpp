@@ -403,11 +403,18 @@ int CZircApp::openInputFile()
         mInputSource->setFileName(QString());
         return r;
     }
+    chooseProcessingMode();
+    return 0;
+}
+
+// The array's signal is beamformed, live or from a file of its 32 channels; a file of
+// another count goes straight through.
+void CZircApp::chooseProcessingMode()
+{
     const CAudioFile* player = mGraph->audioFile(CAudioGraph::stageFilePlayer);
     const bool beamforming = mSettings.mInputMode != CAudioGraph::inputFile ||
                              player->fileChannels() == CAudioGraph::kInputChannels;
     mGraph->setProcessingMode(beamforming ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
-    return 0;
 }
 
 bool CZircApp::fileMode() const
@@ -710,6 +717,8 @@ void CZircApp::setInputMode(int mode)
     mSettings.mSensorFile = mInputSource->fileName();
     if (mode == CAudioGraph::inputFile && !mSettings.mSensorFile.isEmpty())
         openInputFile();
+    else if (mode != CAudioGraph::inputFile)
+        chooseProcessingMode(); // live after a file of another channel count
     updateDisplays();
 }
 

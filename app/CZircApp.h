@@ -137,6 +137,7 @@ private:
     void layOutWindow();
     int rebuild();
     int openInputFile();
+    void chooseProcessingMode();
     bool ready() const { return mGraphResult == 0; }
     bool fileMode() const;
     // The polar response of a pattern and parameter into mPatternResponse; its length.

@@ -263,6 +263,14 @@ TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidg
     press(CAudioTransport::StopButton);
     EXPECT_FALSE(hostIsRunning());
 
+    // Live is beamformed again; back in file mode the same file goes straight through.
+    app->inputSource()->modeButton(CInputSourceSelection::Live)->click();
+    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    EXPECT_TRUE(app->beamSelection()->isEnabled());
+    app->inputSource()->modeButton(CInputSourceSelection::File)->click();
+    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingStraight);
+    EXPECT_FALSE(app->beamSelection()->isEnabled());
+
     // A file of the array's 32 channels is beamformed: the beam widgets come back on.
     dialogs.fileAnswer = full;
     app->inputSource()->loadButton()->click();
