@@ -58,7 +58,7 @@ void CHardwareModel::setPreampDb(int capsule, float dB)
     if (!validCapsule(capsule))
         return;
     mPreampDb[capsule].store(dB, std::memory_order_relaxed);
-    const float gain = static_cast<float>(std::pow(10.0, 0.05 * (dB - mErrorDb[capsule])));
+    const float gain = static_cast<float>(std::pow(10.0, 0.05 * (dB + kSensitivityDb - mErrorDb[capsule])));
     mGain[capsule].store(gain, std::memory_order_relaxed);
 }
 

@@ -12,8 +12,12 @@ class CHardwareModel {
 public:
     static constexpr int kCapsules = 32;
     static constexpr std::uint64_t kDefaultSeed = 0x5EED0032u;
-    // Preamp gain of a capsule until the host sets one.
-    static constexpr float kDefaultPreampDb = 0.0f;
+    // What a capsule delivers to the box's input for the modelled sound field, before the
+    // preamp: a microphone-level signal, 20 dB below line level.
+    static constexpr float kSensitivityDb = -20.0f;
+    // Preamp gain of a capsule until the host sets one: the application's default, which
+    // makes up for the sensitivity and brings the default scene to about -5 dBFS peak.
+    static constexpr float kDefaultPreampDb = 20.0f;
 
     // The capsules' sensitivity errors are drawn from `seed`; the same seed gives the
     // same array on every machine. By default an array and an extension of kind 3 are
@@ -39,7 +43,7 @@ public:
     float preampDb(int capsule) const;
 
     // Linear factor from the sound field at a capsule to its input sample: preamp gain
-    // times sensitivity. 0 when no array is attached.
+    // times sensitivity (nominal and the capsule's own error). 0 when no array is attached.
     float capsuleGain(int capsule) const;
 
     // Set-up state written by the host: the array set-up word (0 until written) and

@@ -20,7 +20,7 @@ TEST(HardwareModel, SeededCapsuleErrorsScaleTheGainUntilTheArrayIsGone)
         EXPECT_LE(model.capsuleErrorDb(i), 0.6f);
     }
     model.setPreampDb(5, 20.0f);
-    const double expected = std::pow(10.0, (20.0 - model.capsuleErrorDb(5)) / 20.0);
+    const double expected = std::pow(10.0, (20.0 + CHardwareModel::kSensitivityDb - model.capsuleErrorDb(5)) / 20.0);
     EXPECT_NEAR(model.capsuleGain(5), expected, expected * 1e-6);
     model.setArrayAttached(false);
     EXPECT_EQ(model.capsuleGain(5), 0.0f);

@@ -71,7 +71,11 @@ midi_port_directory_t portsOf(const std::vector<boost::shared_ptr<emulated_box_t
     return ports;
 }
 
-float levelDb(const CHardwareModel& model, int capsule) { return 20.0f * std::log10(model.capsuleGain(capsule)); }
+// A capsule's level relative to its nominal sensitivity: the preamp gain less its error.
+float levelDb(const CHardwareModel& model, int capsule)
+{
+    return 20.0f * std::log10(model.capsuleGain(capsule)) - CHardwareModel::kSensitivityDb;
+}
 } // namespace
 
 TEST(ZibControl, LearnsTheBoxReadsItsCalibrationAndSetsThePreamp)
@@ -98,6 +102,8 @@ TEST(ZibControl, LearnsTheBoxReadsItsCalibrationAndSetsThePreamp)
         EXPECT_NEAR(gains[i], model->capsuleErrorDb(i), 1.0f / 4096.0f) << i;
 
     // One gain for all channels moves every capsule's level by the step asked for.
+    for (int i = 0; i < CHardwareModel::kCapsules; ++i)
+        model->setPreampDb(i, 0.0f);
     float before[CHardwareModel::kCapsules];
     for (int i = 0; i < CHardwareModel::kCapsules; ++i)
         before[i] = levelDb(*model, i);

@@ -229,7 +229,7 @@ TEST_F(EmulatedDriver, APreampChangeIsHeardFromTheNextBlock)
     open(object);
     ASSERT_EQ(hostStart(), 1);
     ASSERT_TRUE(object.waitFor(20, std::chrono::seconds(5)));
-    model->setPreampDb(kCapsule, kChangeDb);
+    model->setPreampDb(kCapsule, CHardwareModel::kDefaultPreampDb + kChangeDb);
     ASSERT_TRUE(object.waitFor(object.capacity(), std::chrono::seconds(5)));
     ASSERT_EQ(hostStop(), 1);
 
