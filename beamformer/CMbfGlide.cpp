@@ -67,11 +67,6 @@ void CMbfGlide::beginStep(int target)
     mCount = kStepLength;
 }
 
-void CMbfGlide::run(const std::atomic<int>& target, float* const* gains, int frames)
-{
-    runFrom(target, gains, 0, frames);
-}
-
 bool CMbfGlide::runLazily(const std::atomic<int>& target, float* const* gains, int frames)
 {
     int s = 0;

@@ -27,10 +27,9 @@ public:
     void settle(int target);
 
     // Audio thread: writes `frames` samples of each row's gain into gains[row] and the
-    // position after each sample into the track. `target` is read once per sample.
-    void run(const std::atomic<int>& target, float* const* gains, int frames);
-    // Audio thread: as run, but when the axis stands at its target throughout the block
-    // only the track is written and true is returned: every gain is then restGain(row).
+    // position after each sample into the track; `target` is read once per sample. When
+    // the axis stands at its target throughout the block only the track is written and
+    // true is returned: every gain is then restGain(row).
     bool runLazily(const std::atomic<int>& target, float* const* gains, int frames);
     // The gain of `row` while the axis stands still.
     float restGain(int row) const { return mTable[row * mColumns + mPosition]; }

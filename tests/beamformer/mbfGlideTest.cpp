@@ -33,7 +33,8 @@ struct GlideRun {
             pointers.push_back(row.data());
         while (samples > 0) {
             const int n = std::min(samples, kBlock);
-            glide.run(target, pointers.data(), n);
+            if (glide.runLazily(target, pointers.data(), n))
+                glide.fillRest(pointers.data(), n);
             for (int s = 0; s < n; ++s) {
                 track.push_back(glide.track()[s]);
                 std::vector<float> g(rows);
