@@ -5,8 +5,10 @@
 #include "app/CEmulatedHardware.h"
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
+#include "app/CSoundMapFeed.h"
 #include "app/CZrOptions.h"
 #include "audiofile/CAudioFile.h"
+#include "beamformer/CZirc.h"
 #include "box/CZibControl.h"
 #include "core/graph/CAudioGraph.h"
 #include "device/vkHost.h"
@@ -92,6 +94,7 @@ CZircApp::~CZircApp()
     hostClose();
     hostUnloadDriver();
     hostSetObject(nullptr);
+    mMapFeed->detach();
     mGraph.reset();
     mBox.reset();
     mEmulation.reset();
@@ -140,11 +143,13 @@ void CZircApp::createWidgets()
     mElevationDisplay = new CBeamDisplayElevation(kMaxTracks, this);
     mBeamSelection = new CBeamSelection(pictures, kMaxTracks, kTrackControls, kTrackColumns, this);
     mHpSelection = new CHpSelection(this);
+    mMapFeed = new CSoundMapFeed(mAzimuthDisplay, mElevationDisplay, this);
     mOptions = new CZrOptions(mAppName);
 }
 
 int CZircApp::buildGraph()
 {
+    mMapFeed->detach();
     if (mGraph) {
         mInputMeter->setSource(nullptr);
         mOutputMeter->setSource(nullptr);
@@ -165,6 +170,7 @@ int CZircApp::buildGraph()
     mGraph->setInputMode(mSettings.mInputMode);
     mGraph->setMonitorOutputs(mAudio.mOutputs.monitorOutputs.data(), mAudio.mOutputs.numMonitorOutputs);
     mPatternResponse.assign(static_cast<std::size_t>(mGraph->maxPolarPoints()), 0.0f);
+    mMapFeed->attach(mGraph->beamformer()->engine(), mAudio.mSampleRate);
     if (mAudio.isOpen()) {
         hostSetObject(mGraph.get());
         hostSetTarget(vkTargetObject);
@@ -307,6 +313,7 @@ void CZircApp::updateDisplays()
     mInputSource->setFileControlsEnabled(file);
     mInputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageInputLevel) : nullptr);
     mOutputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageOutputLevel) : nullptr);
+    mMapFeed->setNote(soundMapNote());
     setWindowTitleFromState();
 }
 
@@ -334,6 +341,7 @@ void CZircApp::connectWidgets()
     }
     connect(mInputVolume, &CInputVolume::muteClicked, this, &CZircApp::setInputMute);
     connectBeamSelection();
+    connectSoundMap();
     connect(mHpSelection, &CHpSelection::selectionChanged, this, &CZircApp::setHpIndex);
     connect(mOptions, &CZrOptions::monitorChannelsChanged, this, &CZircApp::updateMonitorChannels);
     connect(mOptions, &CZrOptions::outputChannelsChanged, this, &CZircApp::updateOutputChannels);
@@ -365,6 +373,26 @@ void CZircApp::connectBeamSelection()
     connect(az, &CBeamDisplayAzimuth::phiChanged, this, qOverload<int>(&CZircApp::updatePhi));
     connect(el, &CBeamDisplayElevation::thetaChanged, b, qOverload<int>(&CBeamSelection::setTheta));
     connect(el, &CBeamDisplayElevation::thetaChanged, this, qOverload<int>(&CZircApp::updateTheta));
+}
+
+// The map under the displays: a peak picked on either steers the active beam, the
+// elevation display cuts the map along the active beam's azimuth, and the method chosen
+// on one display is ticked on the other.
+void CZircApp::connectSoundMap()
+{
+    CBeamSelection* b = mBeamSelection;
+    CBeamDisplayAzimuth* az = mAzimuthDisplay;
+    CBeamDisplayElevation* el = mElevationDisplay;
+    connect(az, &CBeamDisplayAzimuth::mapPeakChosen, this, &CZircApp::steerToMapPeak);
+    connect(el, &CBeamDisplayElevation::mapPeakChosen, this, &CZircApp::steerToMapPeak);
+    connect(az, &CBeamDisplayAzimuth::mapMusicChanged, mMapFeed, &CSoundMapFeed::setMusic);
+    connect(el, &CBeamDisplayElevation::mapMusicChanged, mMapFeed, &CSoundMapFeed::setMusic);
+    connect(az, &CBeamDisplayAzimuth::mapMusicChanged, el, &CBeamDisplayElevation::setMapMusic);
+    connect(el, &CBeamDisplayElevation::mapMusicChanged, az, &CBeamDisplayAzimuth::setMapMusic);
+    connect(b, &CBeamSelection::activeBeamTrackChanged, this, &CZircApp::updateMapPlane);
+    connect(b, &CBeamSelection::beamTrackPhiChanged, this, &CZircApp::updateMapPlane);
+    connect(az, &CBeamDisplayAzimuth::phiChanged, this, &CZircApp::updateMapPlane);
+    updateMapPlane();
 }
 
 void CZircApp::layOutWindow()
@@ -456,6 +484,16 @@ void CZircApp::setWindowTitleFromState()
         status = mCalibrated ? QStringLiteral("calibrated") : QStringLiteral("not calibrated");
     const double kHz = static_cast<double>(mAudio.mSampleRate) * 0.001;
     setWindowTitle(QStringLiteral("%1 -- beta -- (fs = %2kHz, %3)").arg(mAppName, QString::number(kHz, 'f', 1), status));
+}
+
+// Only the array's own signal is beamformed, and so only it has a map.
+QString CZircApp::soundMapNote() const
+{
+    if (!ready())
+        return QStringLiteral("No sound map: the audio graph could not be built");
+    if (mGraph->processingMode() == CAudioGraph::processingStraight)
+        return QStringLiteral("No sound map: the input is not the array's %1 channels").arg(CAudioGraph::kInputChannels);
+    return QString();
 }
 
 void CZircApp::warn(const QString& text)
@@ -565,6 +603,28 @@ void CZircApp::updateTheta(int index, int theta)
 void CZircApp::updateTheta(int theta)
 {
     updateTheta(mBeamSelection->activeTrack(), theta);
+}
+
+// A peak picked on the map puts the active beam on it, as steering it on both displays
+// would: the displays, the track list and the graph follow.
+void CZircApp::steerToMapPeak(int theta, int phi)
+{
+    const int active = mBeamSelection->activeTrack();
+    const int azimuth = (phi % 360 + 360) % 360;
+    mAzimuthDisplay->setPhi(active, azimuth);
+    mBeamSelection->setPhi(azimuth);
+    updatePhi(azimuth);
+    mElevationDisplay->setTheta(active, theta);
+    mBeamSelection->setTheta(theta);
+    updateTheta(theta);
+    updateMapPlane();
+}
+
+void CZircApp::updateMapPlane()
+{
+    const int active = mBeamSelection->activeTrack();
+    if (active >= 0 && active < mBeamSelection->numTracks())
+        mElevationDisplay->setMapPlane(mBeamSelection->phi(active));
 }
 
 // All of one track to the graph, in the order the beamformer takes it up.

@@ -34,6 +34,7 @@ class CInputVolume;
 class CLevelMeter;
 class CMonitorUnit;
 class CRecordingSinkSelection;
+class CSoundMapFeed;
 class CVolumeUnit;
 class CEmulatedHardware;
 class CZibControl;
@@ -72,6 +73,7 @@ public:
     CBeamDisplayElevation* elevationDisplay() const { return mElevationDisplay; }
     CBeamSelection* beamSelection() const { return mBeamSelection; }
     CHpSelection* hpSelection() const { return mHpSelection; }
+    CSoundMapFeed* soundMapFeed() const { return mMapFeed; }
     const std::array<float, 32>& calibrationGains() const { return mCalibrationGains; }
 
 public slots:
@@ -85,6 +87,8 @@ public slots:
     void updatePhi(int phi);
     void updateTheta(int index, int theta);
     void updateTheta(int theta);
+    void steerToMapPeak(int theta, int phi);
+    void updateMapPlane();
     void updateBeamformer(int index);
     void updateMonitorChannels(int numChannels, int offset);
     void updateOutputChannels(int numChannels, int offset);
@@ -134,6 +138,7 @@ private:
     void updateDisplays();
     void connectWidgets();
     void connectBeamSelection();
+    void connectSoundMap();
     void layOutWindow();
     int rebuild();
     int openInputFile();
@@ -147,6 +152,7 @@ private:
     void pressTransport(int code, bool quiet = false);
     void askToSaveBeamTracks();
     void setWindowTitleFromState();
+    QString soundMapNote() const;
     void warn(const QString& text);
 
     std::unique_ptr<CAudioGraph> mGraph;
@@ -176,6 +182,7 @@ private:
     CBeamDisplayElevation* mElevationDisplay = nullptr;
     CBeamSelection* mBeamSelection = nullptr;
     CHpSelection* mHpSelection = nullptr;
+    CSoundMapFeed* mMapFeed = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
     CZrOptions* mOptions = nullptr;
 };
