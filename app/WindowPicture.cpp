@@ -1,7 +1,9 @@
 // Takes a picture of the whole main window as a user first sees it at work: started on
 // the emulated hardware in a fresh folder, a third beam added, the three beams steered at
 // the scene's three sources by clicks on the two displays, Play pressed and the meters
-// running for two seconds. Run it under a virtual X server (see window-picture.sh).
+// running for two seconds, with the live sound map behind both displays. Prints the
+// map's strongest peaks, which should lie on the sources. Run it under a virtual X server
+// (see window-picture.sh).
 //   vantoria_window_picture <picture.png>
 
 #include "app/CZircApp.h"
@@ -86,5 +88,7 @@ int main(int argc, char** argv)
     app.transport()->button(CAudioTransport::StopButton)->click();
     app.close();
     std::printf("%s: %dx%d, %s\n", qPrintable(picture), app.width(), app.height(), qPrintable(app.windowTitle()));
+    for (const SoundMapPeak& p : app.azimuthDisplay()->soundMap().frame().peaks)
+        std::printf("map peak: polar angle %.0f, azimuth %.0f\n", p.theta, p.phi);
     return saved ? 0 : 1;
 }
