@@ -67,12 +67,7 @@ IppStatus ippsConvert_24s32f(const Ipp8u* src, Ipp32f* dst, int len)
 {
     if (const IppStatus st = checkVector(len, src, dst))
         return st;
-    for (int i = 0; i < len; ++i) {
-        const Ipp8u* b = src + 3 * i;
-        const auto bits = static_cast<std::uint32_t>(b[0]) << 8 | static_cast<std::uint32_t>(b[1]) << 16 |
-            static_cast<std::uint32_t>(b[2]) << 24;
-        dst[i] = static_cast<float>(static_cast<std::int32_t>(bits) >> 8);
-    }
+    vk::kernels::int24ToFloat(src, dst, static_cast<std::size_t>(len));
     return ippStsNoErr;
 }
 

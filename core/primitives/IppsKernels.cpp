@@ -10,6 +10,8 @@
 
 #include "core/primitives/IppsKernels.h"
 
+#include <algorithm>
+
 HWY_BEFORE_NAMESPACE();
 namespace vk::kernels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
@@ -145,6 +147,64 @@ void FloatToDoubleKernel(const float* src, double* dst, std::size_t n)
     convertLoop<hn::Rebind<float, DD>, DD>(src, dst, n, PromoteOp{});
 }
 
+// A packed 24-bit sample, low byte first, sign-extended through the top byte.
+HWY_INLINE std::int32_t int24At(const std::uint8_t* b)
+{
+    const auto bits = std::uint32_t{b[0]} << 8 | std::uint32_t{b[1]} << 16 | std::uint32_t{b[2]} << 24;
+    return static_cast<std::int32_t>(bits) >> 8;
+}
+
+// Four samples per 128-bit block: their twelve bytes go to the top three bytes of four
+// 32-bit lanes, and an arithmetic shift brings them down with their sign. The low byte
+// the shuffle leaves there is shifted out. A load takes sixteen bytes, so the vector
+// loop stops while four bytes past the group still belong to the source.
+void Int24ToFloatKernel(const std::uint8_t* src, float* dst, std::size_t n)
+{
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::Full128<std::uint8_t> d8;
+    const hn::Full128<std::int32_t> di;
+    const hn::Full128<float> df;
+    alignas(16) static constexpr std::uint8_t kSpread[16] = {0, 0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11};
+    const auto spread = hn::Load(d8, kSpread);
+    for (; (i + 4) * 3 + 4 <= n * 3; i += 4) {
+        const auto bytes = hn::TableLookupBytes(hn::LoadU(d8, src + 3 * i), spread);
+        hn::StoreU(hn::ConvertTo(df, hn::ShiftRight<8>(hn::BitCast(di, bytes))), df, dst + i);
+    }
+#endif
+    for (; i < n; ++i)
+        dst[i] = static_cast<float>(int24At(src + 3 * i));
+}
+
+// The first element that no later one exceeds, as a scan that replaces its maximum only
+// by a greater value gives: a NaN is passed over unless it comes first. Lanes keep their
+// own running maximum by the same rule, so none holds a NaN; only the sign of a zero
+// maximum depends on order, and a second pass finds the first zero for it.
+float MaxKernel(const float* src, std::size_t n)
+{
+    float m = src[0];
+    if (m != m)
+        return m;
+    const hn::ScalableTag<float> d;
+    const std::size_t lanes = hn::Lanes(d);
+    auto m0 = hn::Set(d, m), m1 = m0;
+    std::size_t i = 0;
+    for (; i + 2 * lanes <= n; i += 2 * lanes) {
+        const auto x0 = hn::LoadU(d, src + i);
+        const auto x1 = hn::LoadU(d, src + i + lanes);
+        m0 = hn::IfThenElse(hn::Gt(x0, m0), x0, m0);
+        m1 = hn::IfThenElse(hn::Gt(x1, m1), x1, m1);
+    }
+    m0 = hn::IfThenElse(hn::Gt(m1, m0), m1, m0);
+    m = hn::GetLane(hn::MaxOfLanes(d, m0));
+    for (; i < n; ++i)
+        if (src[i] > m)
+            m = src[i];
+    if (m != 0.0f)
+        return m;
+    return *std::find(src, src + n, 0.0f);
+}
+
 // FIR correlation, lanes over output samples, in double. A block of kOut vectors of
 // outputs is kept in registers. Taps are taken in groups of kGroup, spaced one vector
 // apart: a loaded input vector then serves up to kGroup accumulators, which keeps the
@@ -251,6 +311,8 @@ HWY_EXPORT(AddProductCKernel);
 HWY_EXPORT(Int32ToFloatKernel);
 HWY_EXPORT(FloatToInt32Kernel);
 HWY_EXPORT(FloatToDoubleKernel);
+HWY_EXPORT(Int24ToFloatKernel);
+HWY_EXPORT(MaxKernel);
 HWY_EXPORT(FirCorrelateKernel);
 HWY_EXPORT(FirMultiRateKernel);
 
@@ -284,6 +346,11 @@ void floatToDouble(const float* src, double* dst, std::size_t n)
 {
     HWY_DYNAMIC_DISPATCH(FloatToDoubleKernel)(src, dst, n);
 }
+void int24ToFloat(const std::uint8_t* src, float* dst, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(Int24ToFloatKernel)(src, dst, n);
+}
+float max(const float* src, std::size_t n) { return HWY_DYNAMIC_DISPATCH(MaxKernel)(src, n); }
 void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
 {
     HWY_DYNAMIC_DISPATCH(FirCorrelateKernel)(w, coefs, tapsLen, out, roundUpFirOutputs(n));

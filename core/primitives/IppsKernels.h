@@ -21,6 +21,11 @@ void abs(const float* src, float* dst, std::size_t n);
 
 // dst = src as float, rounded once.
 void int32ToFloat(const std::int32_t* src, float* dst, std::size_t n);
+// dst = packed 24-bit samples (three bytes each, low byte first, signed) as float.
+void int24ToFloat(const std::uint8_t* src, float* dst, std::size_t n);
+
+// The largest element, the first of equal ones; NaN only when src[0] is NaN.
+float max(const float* src, std::size_t n);
 
 // dst = src * factor, saturated to [lo, hi], then rounded to nearest (ties to even) or
 // towards zero. NaN gives 0.

@@ -155,11 +155,7 @@ IppStatus ippsMax_32f(const Ipp32f* src, int len, Ipp32f* max)
 {
     if (const IppStatus st = checkVector(len, src, max))
         return st;
-    float m = src[0];
-    for (int i = 1; i < len; ++i)
-        if (src[i] > m)
-            m = src[i];
-    *max = m;
+    *max = vk::kernels::max(src, count(len));
     return ippStsNoErr;
 }
 

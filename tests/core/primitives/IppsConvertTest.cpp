@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace {
@@ -100,6 +101,32 @@ TEST(IppsConvert, EightBitIsUnsignedAndIntegersBecomeFloats)
     EXPECT_EQ(back[0], 2147483648.0f);
     EXPECT_EQ(back[1], -2147483648.0f);
     EXPECT_EQ(back[2], 16777216.0f);
+}
+
+// Every code, from both ends of the range and random ones, at every offset of a group
+// of four and with every tail length: the shuffle must pick the right three bytes.
+TEST(IppsConvert, TwentyFourBitReadsEveryCodeExactlyOnEveryInstructionSet)
+{
+    std::mt19937 gen(24);
+    std::uniform_int_distribution<std::int32_t> code(-8388608, 8388607);
+    std::vector<std::int32_t> codes = {0, 1, -1, 8388607, -8388608, 0x123456, -0x123456, 255, 256, -256};
+    while (codes.size() < 203)
+        codes.push_back(code(gen));
+    std::vector<Ipp8u> bytes;
+    for (const std::int32_t c : codes)
+        for (int k = 0; k < 3; ++k)
+            bytes.push_back(static_cast<Ipp8u>(static_cast<std::uint32_t>(c) >> (8 * k)));
+    vk::test::forEachInstructionSet([&] {
+        for (int first : {0, 1, 2, 3}) {
+            for (int len : {1, 4, 5, 7, 8, 199}) {
+                std::vector<float> out(len + 1, 7.0f);
+                ASSERT_EQ(ippsConvert_24s32f(bytes.data() + 3 * first, out.data(), len), ippStsNoErr);
+                for (int i = 0; i < len; ++i)
+                    ASSERT_EQ(out[i], static_cast<float>(codes[first + i])) << "first " << first << " index " << i;
+                EXPECT_EQ(out[len], 7.0f) << "written past the end, length " << len;
+            }
+        }
+    });
 }
 
 } // namespace

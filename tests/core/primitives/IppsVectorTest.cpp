@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -214,6 +215,44 @@ TEST(IppsVector, OperationsOnTheAudioPathDoNotAllocate)
     ippsConvert_32f32s_Sfs(a.data(), ints.data(), 4096, ippRndNear, -20);
     ippsConvert_32s32f(ints.data(), b.data(), 4096);
     EXPECT_EQ(counter.count(), 0u);
+}
+
+// The maximum is the first of equal elements, so its bits (the sign of a zero) are
+// those of one particular element, wherever it falls among whole vectors and the tail.
+TEST(IppsVector, MaxFindsTheFirstLargestElementOnEveryInstructionSet)
+{
+    struct Case {
+        std::vector<float> values;
+        int at; // index of the element whose bits the result must have
+    };
+    std::vector<Case> cases;
+    for (int len : {1, 5, 16, 37, 1029}) {
+        for (int at : {0, len / 2, len - 1}) {
+            std::vector<float> v = randomFloats(len, 40 + len, 100.0f);
+            for (float& x : v)
+                x = -std::fabs(x) - 1.0f;
+            v[at] = 50.0f;
+            if (at + 1 < len)
+                v[len - 1] = kNaN;
+            cases.push_back({v, at});
+            // A zero maximum: -0 first, +0 later, both kept apart by NaN and negatives.
+            std::vector<float> z(len, -3.0f);
+            z[at] = -0.0f;
+            for (int k = at + 1; k < len; k += 3)
+                z[k] = k % 2 ? 0.0f : kNaN;
+            cases.push_back({z, at});
+        }
+    }
+    cases.push_back({{-kInf, -kInf, -kInf}, 0});
+    vk::test::forEachInstructionSet([&] {
+        for (const Case& c : cases) {
+            float m = 1.0f;
+            ASSERT_EQ(ippsMax_32f(c.values.data(), static_cast<int>(c.values.size()), &m), ippStsNoErr);
+            const float want = c.values[c.at];
+            EXPECT_EQ(std::bit_cast<std::uint32_t>(m), std::bit_cast<std::uint32_t>(want))
+                << "length " << c.values.size() << " at " << c.at;
+        }
+    });
 }
 
 } // namespace
