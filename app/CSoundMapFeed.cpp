@@ -22,7 +22,7 @@ CSoundMapFeed::~CSoundMapFeed()
 void CSoundMapFeed::attach(CKorvane* engine, double sampleRate)
 {
     detach();
-    if (!engine)
+    if (!engine || !(sampleRate > 0.0))
         return;
     // One period per timer tick, so that each tick finds about one new period.
     const int period = static_cast<int>(std::lround(sampleRate * kPeriodMs / 1000.0));

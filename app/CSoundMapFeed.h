@@ -32,7 +32,7 @@ public:
     ~CSoundMapFeed() override;
 
     // Taps `engine` with a new covariance of `sampleRate` and starts a new map; a tap
-    // on a previous engine is taken off first.
+    // on a previous engine is taken off first. No engine or no rate: stays detached.
     void attach(CKorvane* engine, double sampleRate);
     // Takes the tap off; returns once the audio thread has left it. The displays keep
     // the last map.

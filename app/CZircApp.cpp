@@ -165,8 +165,10 @@ int CZircApp::buildGraph()
     mGraphResult = r == 0 ? 0 : r + kGraphOffset;
     if (!mAudio.isOpen() || mAudio.mAvailableInputs < CAudioGraph::kInputChannels)
         mSettings.mInputMode = CAudioGraph::inputFile;
-    if (mGraphResult != 0)
+    if (mGraphResult != 0) {
+        mMapFeed->setNote(soundMapNote());
         return mGraphResult;
+    }
     mGraph->setInputMode(mSettings.mInputMode);
     mGraph->setMonitorOutputs(mAudio.mOutputs.monitorOutputs.data(), mAudio.mOutputs.numMonitorOutputs);
     mPatternResponse.assign(static_cast<std::size_t>(mGraph->maxPolarPoints()), 0.0f);
