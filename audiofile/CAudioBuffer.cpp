@@ -330,16 +330,11 @@ void deinterleaveSamples(const char* interleaved, std::uint8_t* planar, int fram
             std::memcpy(planar + (std::size_t(channel) * frames + frame) * B, interleaved, B);
 }
 
-// A plain loop that the compiler turns into byte shuffles, one build per instruction set
-// with the best picked at load time; the file's own optimisation level leaves it scalar.
-__attribute__((target_clones("avx2", "default"), optimize("O3")))
+// 24-bit codes to floats of full scale 1.0, by the vectorised conversion and scaling.
 void decodeInt24(const std::uint8_t* bytes, float* dst, int count, float factor)
 {
-    for (int i = 0; i < count; ++i) {
-        const std::uint8_t* b = bytes + 3 * i;
-        const auto bits = std::uint32_t(b[0]) << 8 | std::uint32_t(b[1]) << 16 | std::uint32_t(b[2]) << 24;
-        dst[i] = float(std::int32_t(bits) >> 8) * factor;
-    }
+    ippsConvert_24s32f(bytes, dst, count);
+    ippsMulC_32f_I(factor, dst, count);
 }
 
 // Interleaved floats to their channels, a few frames at a time, one channel after
