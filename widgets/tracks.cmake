@@ -10,7 +10,3 @@ target_sources(vk_widgets PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/CRecordingSinkSelection.h ${CMAKE_CURRENT_LIST_DIR}/CRecordingSinkSelection.cpp
 )
 target_link_libraries(vk_widgets PUBLIC vk_beam_settings)
-
-# Writes pictures of these widgets (offscreen) into a folder.
-add_executable(vk_tracks_gallery ${CMAKE_CURRENT_LIST_DIR}/gallery/TracksGallery.cpp)
-target_link_libraries(vk_tracks_gallery PRIVATE vk_widgets)

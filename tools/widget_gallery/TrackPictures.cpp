@@ -1,6 +1,8 @@
-// Writes pictures of the beam track list, the transport with the file navigator, and the
-// input, monitor and recording selections into a folder (first argument, default
-// "docs/widgets/tracks"). With QT_QPA_PLATFORM=offscreen it needs no display.
+// The beam track list, the transport with the file navigator, and the input, monitor and
+// recording selections.
+
+#include "GalleryPictures.h"
+#include "PictureFolder.h"
 
 #include "widgets/CAudioFileNavigator.h"
 #include "widgets/CAudioTransport.h"
@@ -11,28 +13,14 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
 #include <QMouseEvent>
-#include <QPixmap>
 #include <QVBoxLayout>
 
-#include <cstdio>
-
 namespace {
-bool save(QWidget& widget, QSize size, const QString& folder, const char* name)
-{
-    widget.resize(size);
-    widget.show();
-    QApplication::processEvents();
-    const QString path = folder + "/" + name + ".png";
-    const bool ok = widget.grab().save(path);
-    std::printf("%s %s\n", ok ? "wrote" : "FAILED", qPrintable(path));
-    return ok;
-}
-
 // Four beams of a small library; the second active, the third muted.
-void fillBeams(CBeamSelection& list)
+void writeBeamTrackList(PictureFolder& folder)
 {
+    CBeamSelection list(QString(), 18, 15, 255);
     list.setPatternAndParameterLists({"omni", "cardioid", "hypercardioid", "shotgun"},
                                      {{"0"}, {"-12", "-6", "0", "6", "12"}, {"-6", "0", "6"}, {"0", "3", "6"}});
     const QColor colors[] = {QColor(230, 80, 60), QColor(60, 140, 230), QColor(80, 190, 90), QColor(220, 170, 40)};
@@ -48,6 +36,7 @@ void fillBeams(CBeamSelection& list)
     }
     list.setMute(2, true);
     list.setActiveBeamTrack(1);
+    folder.save(list, list.minimumSizeHint() + QSize(20, 10), "beam-track-list");
 }
 
 // A drag over the bar from a quarter to two thirds of the file.
@@ -64,54 +53,67 @@ void selectSection(CAudioFileNavigator& nav)
     send(QEvent::MouseMove, nav.xOfSample(nav.numSamples() * 2 / 3), Qt::LeftButton);
     send(QEvent::MouseButtonRelease, nav.xOfSample(nav.numSamples() * 2 / 3), Qt::NoButton);
 }
-} // namespace
 
-int main(int argc, char** argv)
+// The transport with play pressed above a 95 s file, a section selected and the play
+// position at 50 s. The navigator is laid out first so that the drag lands on its bar.
+void writeTransportAndNavigator(PictureFolder& folder)
 {
-    QApplication app(argc, argv);
-    const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("docs/widgets/tracks");
-    QDir().mkpath(folder);
-    bool ok = true;
-
-    CBeamSelection beams(QString(), 18, 15, 255);
-    fillBeams(beams);
-    ok &= save(beams, beams.minimumSizeHint() + QSize(20, 10), folder, "beam-track-list");
-
-    QWidget transportAndNavigator;
-    auto* column = new QVBoxLayout(&transportAndNavigator);
-    auto* transport = new CAudioTransport(QString(), 0x17, 1);
+    QWidget both;
+    auto* column = new QVBoxLayout(&both);
+    auto* transport = new CAudioTransport(QString(),
+                                          CAudioTransport::StopButton | CAudioTransport::PauseButton
+                                              | CAudioTransport::PlayButton | CAudioTransport::RecordButton,
+                                          1);
     auto* navigator = new CAudioFileNavigator;
     column->addWidget(transport);
     column->addWidget(navigator);
-    transport->pressButton(4);
-    transportAndNavigator.resize(600, 170);
-    transportAndNavigator.show();
+    transport->pressButton(CAudioTransport::PlayButton);
+    both.resize(600, 170);
+    both.show();
     QApplication::processEvents();
     navigator->setFs(48000);
     navigator->setNumSamples(48000 * 95);
     selectSection(*navigator);
     navigator->setCurrentSample(48000 * 50);
-    ok &= save(transportAndNavigator, QSize(600, 170), folder, "transport-and-navigator");
+    folder.save(both, QSize(600, 170), "transport-and-navigator");
+}
 
+void writeInputSourceSelection(PictureFolder& folder)
+{
     CInputSourceSelection input(QString{});
     input.setFileName(QStringLiteral("/recordings/rehearsal_take3.wav"));
-    ok &= save(input, QSize(260, 80), folder, "input-source-selection");
+    folder.save(input, QSize(260, 80), "input-source-selection");
+}
 
+void writeMonitorUnit(PictureFolder& folder)
+{
     CMonitorUnit monitor(32, 24);
     monitor.setStatus(true);
     monitor.setChannel(1, 2);
     monitor.setVolume(-12);
-    ok &= save(monitor, QSize(200, 220), folder, "monitor-unit");
+    folder.save(monitor, QSize(200, 220), "monitor-unit");
+}
 
+// The input sink recording for 83 s under a name made from a fixed clock.
+void writeRecordingSinkSelection(PictureFolder& folder)
+{
     CRecordingSinkSelection sinks({QStringLiteral("input"), QStringLiteral("output")});
     sinks.setBaseName(0, QStringLiteral("mic"));
     sinks.setBaseName(1, QStringLiteral("out"));
     sinks.setClock([] { return QDateTime(QDate(2026, 1, 31), QTime(14, 5, 9)); });
     sinks.setFs(48000);
     sinks.sinkSwitch(0)->setChecked(true);
-    sinks.filePath(0);
+    sinks.filePath(0); // names the input's file from the clock, as starting a recording does
     sinks.setCurrentSample(0, 48000 * 83);
-    ok &= save(sinks, QSize(330, 80), folder, "recording-sink-selection");
+    folder.save(sinks, QSize(330, 80), "recording-sink-selection");
+}
+} // namespace
 
-    return ok ? 0 : 1;
+void writeTrackPictures(PictureFolder& tracks)
+{
+    writeBeamTrackList(tracks);
+    writeTransportAndNavigator(tracks);
+    writeInputSourceSelection(tracks);
+    writeMonitorUnit(tracks);
+    writeRecordingSinkSelection(tracks);
 }
