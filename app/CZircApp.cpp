@@ -6,6 +6,7 @@
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
 #include "app/CSoundMapFeed.h"
+#include "app/CStatusLine.h"
 #include "app/CZrOptions.h"
 #include "audiofile/CAudioFile.h"
 #include "beamformer/CZirc.h"
@@ -77,6 +78,9 @@ CZircApp::CZircApp(QWidget* parent) : QMainWindow(parent), mAudio(this, mAppName
     updateDisplays();
     connectWidgets();
     layOutWindow();
+    mStatusLine = new CStatusLine(this);
+    setStatusBar(mStatusLine);
+    mStatusLine->refresh(mAudio);
     mTimer.start(kTimerMs, this);
 }
 
@@ -819,6 +823,7 @@ void CZircApp::timerEvent(QTimerEvent* event)
 {
     if (event->timerId() != mTimer.timerId())
         return QMainWindow::timerEvent(event);
+    mStatusLine->refresh(mAudio);
     if (ready()) {
         mNavigator->setCurrentSample(mGraph->audioFile(CAudioGraph::stageFilePlayer)->position());
         for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)

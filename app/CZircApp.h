@@ -35,6 +35,7 @@ class CLevelMeter;
 class CMonitorUnit;
 class CRecordingSinkSelection;
 class CSoundMapFeed;
+class CStatusLine;
 class CVolumeUnit;
 class CEmulatedHardware;
 class CZibControl;
@@ -74,6 +75,7 @@ public:
     CBeamSelection* beamSelection() const { return mBeamSelection; }
     CHpSelection* hpSelection() const { return mHpSelection; }
     CSoundMapFeed* soundMapFeed() const { return mMapFeed; }
+    CStatusLine* statusLine() const { return mStatusLine; }
     const std::array<float, 32>& calibrationGains() const { return mCalibrationGains; }
 
 public slots:
@@ -183,6 +185,7 @@ private:
     CBeamSelection* mBeamSelection = nullptr;
     CHpSelection* mHpSelection = nullptr;
     CSoundMapFeed* mMapFeed = nullptr;
+    CStatusLine* mStatusLine = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
     CZrOptions* mOptions = nullptr;
 };

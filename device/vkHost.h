@@ -64,3 +64,9 @@ void hostSetObject(vkAudioClass* object);
 // The shared library that targets 1 and 2 load; null or empty for none.
 void hostSetModule(const char* path);
 int hostSetTarget(int target);
+
+// What the callback publishes, read from any thread without a lock: the time the last
+// callback took over the period of the driver's block (1.0 is all of it), and the
+// callbacks dropped by the re-entry guard since the stream started.
+float hostLoad();
+int hostMissedCallbacks();

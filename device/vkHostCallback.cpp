@@ -6,6 +6,7 @@
 #include "device/vkHostState.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 namespace {
@@ -140,10 +141,22 @@ void leaveGuard(vkHostState& s)
     }
 }
 
-void finishCallback(vkHostState& s)
+using LoadClock = std::chrono::steady_clock;
+
+// The callback's time over the period of one driver block, published for the main thread.
+void publishLoad(vkHostState& s, LoadClock::time_point begin)
+{
+    if (s.mDriverRate <= 0.0 || s.mDriverBlock <= 0)
+        return;
+    const std::chrono::duration<double> spent = LoadClock::now() - begin;
+    s.mLoad.store(static_cast<float>(spent.count() * s.mDriverRate / s.mDriverBlock), std::memory_order_relaxed);
+}
+
+void finishCallback(vkHostState& s, LoadClock::time_point begin)
 {
     if (s.mPostOutput)
         s.mDriver->outputReady();
+    publishLoad(s, begin);
     leaveGuard(s);
 }
 
@@ -162,18 +175,20 @@ void writeLeftOver(vkHostState& s, int index)
 ASIOTime* hostBufferSwitchTimeInfo(ASIOTime*, std::int32_t index, ASIOBool)
 {
     vkHostState& s = hostState();
+    const LoadClock::time_point begin = LoadClock::now();
     if (!enterGuard(s))
         return nullptr;
     readStretch(s, index, 0, 0, s.mDriverBlock);
     runBlock(s);
     writeStretch(s, index, 0, 0, s.mDriverBlock);
-    finishCallback(s);
+    finishCallback(s, begin);
     return nullptr;
 }
 
 ASIOTime* hostReblockSwitchTimeInfo(ASIOTime*, std::int32_t index, ASIOBool)
 {
     vkHostState& s = hostState();
+    const LoadClock::time_point begin = LoadClock::now();
     if (!enterGuard(s))
         return nullptr;
     int p = s.mDriverBlock;
@@ -201,7 +216,7 @@ ASIOTime* hostReblockSwitchTimeInfo(ASIOTime*, std::int32_t index, ASIOBool)
     if (s.mOutPos < s.mDriverBlock)
         silenceStretch(s, index, s.mOutPos, s.mDriverBlock - s.mOutPos);
     s.mOutPos = 0;
-    finishCallback(s);
+    finishCallback(s, begin);
     return nullptr;
 }
 
@@ -213,6 +228,16 @@ void hostBufferSwitch(std::int32_t index, ASIOBool directProcess)
 void hostReblockSwitch(std::int32_t index, ASIOBool directProcess)
 {
     hostReblockSwitchTimeInfo(nullptr, index, directProcess);
+}
+
+float hostLoad()
+{
+    return hostState().mLoad.load(std::memory_order_relaxed);
+}
+
+int hostMissedCallbacks()
+{
+    return hostState().mMissed.load(std::memory_order_relaxed);
 }
 
 void hostSampleRateDidChange(ASIOSampleRate)

@@ -64,6 +64,7 @@ struct vkHostState {
     std::atomic<int> mBusy{-1};
     std::atomic<int> mMissed{0};
     std::atomic<int> mBlockCount{0};
+    std::atomic<float> mLoad{0.0f}; // time in the last callback over its period
     bool mPostOutput = false;
     std::atomic<int> mResetFlag{0};
 
