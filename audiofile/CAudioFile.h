@@ -65,6 +65,9 @@ public:
     std::int64_t fileFrames() const { return mWave->numFrames(); }
     int fileSampleRate() const { return mWave->sampleRate(); }
     int fileChannels() const { return mWave->channels(); }
+    // Why the present or last recording stopped growing on the disk (a full disk, say);
+    // empty while its writes succeed. What was written before stays a valid file.
+    QString writeError() const { return mWave->writeError(); }
     int transport() const { return mTransport; }
     int mode() const { return mMode; }
     const CAudioBuffer& ring() const { return *mBuffer; }

@@ -36,6 +36,8 @@ void CWaveFile::reset()
     mWriteBext = false;
     mDataOffset = 0;
     mDataSize = 0;
+    mWriteError.clear();
+    mWriteFailed.store(false, std::memory_order_relaxed);
 }
 
 void CWaveFile::dispose()
@@ -91,7 +93,12 @@ int CWaveFile::create(const QString& name, int channels, int sampleRate, int for
     header.append(mDs64.serialise());
     header.append(mFmt.serialise());
     header.append("data    ");
-    mFile->write(header);
+    if (!writeAll(header)) {
+        // No room even for the header: no file is left behind.
+        mFile->remove();
+        dispose();
+        return waveErrOpen;
+    }
     mDataOffset = std::uint64_t(header.size());
     return waveOk;
 }
@@ -154,22 +161,49 @@ int CWaveFile::close()
 
 void CWaveFile::finishRecording()
 {
-    const qint64 position = mFile->pos();
-    if (position % 2)
-        mFile->write(QByteArray(1, '\0'));
-    const std::uint64_t headerEnd = mFmt.mSize + 28 + (mDs64.mSize ? mDs64.mSize + 8 : 0);
-    if (std::uint64_t(position) <= headerEnd) {
+    const qint64 headerEnd = qint64(mFmt.mSize + 28 + (mDs64.mSize ? mDs64.mSize + 8 : 0));
+    qint64 end = mFile->pos();
+    if (mWriteFailed.load(std::memory_order_relaxed)) {
+        // What a failed write left of a frame is cut off.
+        const qint64 frame = std::max<qint64>(mFmt.mBlockAlign, 1);
+        end = cutTo(headerEnd + std::max<qint64>(end - headerEnd, 0) / frame * frame);
+    }
+    end = padData(headerEnd, end);
+    if (end <= headerEnd) {
         // No sample arrived: a recording of nothing leaves no file.
         mFile->close();
         mFile->remove();
         return;
     }
-    const std::uint64_t dataSize = std::uint64_t(position) - headerEnd;
-    if (mWriteBext)
-        mFile->write(mBext.serialise());
-    if (mLevl.mBlockSize != 0)
-        mFile->write(mLevl.serialise(int(mFile->pos() % 4)));
-    patchHeader(headerEnd, dataSize);
+    const qint64 chunksStart = mFile->pos();
+    if (!writeTrailingChunks())
+        cutTo(chunksStart); // the samples matter, the chunks behind them don't
+    patchHeader(std::uint64_t(headerEnd), std::uint64_t(end - headerEnd));
+}
+
+// Data of odd length get one zero byte behind them. Where even that byte finds no room,
+// the last frame goes instead (a frame of odd size leaves an even length). Gives the end
+// of the data, the pad byte not counted.
+qint64 CWaveFile::padData(qint64 headerEnd, qint64 end)
+{
+    if (end % 2 == 0 || writeAll(QByteArray(1, '\0')))
+        return end;
+    return cutTo(std::max(headerEnd, end - qint64(mFmt.mBlockAlign)));
+}
+
+bool CWaveFile::writeTrailingChunks()
+{
+    if (mWriteBext && !writeAll(mBext.serialise()))
+        return false;
+    return mLevl.mBlockSize == 0 || writeAll(mLevl.serialise(int(mFile->pos() % 4)));
+}
+
+// Shortens the file to `end` bytes and goes there; gives `end`.
+qint64 CWaveFile::cutTo(qint64 end)
+{
+    mFile->resize(end);
+    mFile->seek(end);
+    return end;
 }
 
 void CWaveFile::patchHeader(std::uint64_t headerEnd, std::uint64_t dataSize)
@@ -204,7 +238,38 @@ void CWaveFile::writeAt(qint64 position, const QByteArray& bytes)
 
 qint64 CWaveFile::writeSamples(const QByteArray& bytes)
 {
-    return mDevice ? mDevice->write(bytes) : -1;
+    if (!mDevice || mWriteFailed.load(std::memory_order_relaxed))
+        return -1;
+    return writeAll(bytes) ? bytes.size() : -1;
+}
+
+QString CWaveFile::writeError() const
+{
+    return mWriteFailed.load(std::memory_order_acquire) ? mWriteError : QString();
+}
+
+// Writes until every byte is down or the system refuses one; a refusal fails the take,
+// so that nothing written after it can leave a gap in the samples.
+bool CWaveFile::writeAll(const QByteArray& bytes)
+{
+    qint64 done = 0;
+    while (done < bytes.size()) {
+        const qint64 written = mDevice->write(bytes.constData() + done, bytes.size() - done);
+        if (written <= 0) {
+            noteWriteFailure();
+            return false;
+        }
+        done += written;
+    }
+    return true;
+}
+
+void CWaveFile::noteWriteFailure()
+{
+    if (mWriteFailed.load(std::memory_order_relaxed))
+        return;
+    mWriteError = mDevice->errorString();
+    mWriteFailed.store(true, std::memory_order_release);
 }
 
 qint64 CWaveFile::readSamples(QByteArray& bytes)

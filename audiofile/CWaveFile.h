@@ -7,7 +7,12 @@
 // an extensible `fmt ` and the `data` head. `close` patches the sizes in, and turns the
 // reserve into `ds64` and "RIFF" into "RF64" when the file has outgrown 32 bits.
 //
-// Not thread-safe: one thread at a time, the caller locks.
+// A write that fails (a full disk, a file size limit) ends the take's writing: later
+// writes are refused, and close() keeps the whole frames written until then, so that the
+// file stays a valid wave file of everything before the failure.
+//
+// Not thread-safe: one thread at a time, the caller locks. writeError() alone may be read
+// from any thread.
 
 #include "audiofile/CWaveChunks.h"
 
@@ -15,6 +20,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <cstdint>
 
 class QFile;
@@ -40,7 +46,11 @@ public:
     // or closes a file opened for reading. Always 0.
     int close();
 
+    // Writes all of `bytes` or marks the take as failed; gives the bytes written, -1
+    // once the take has failed.
     qint64 writeSamples(const QByteArray& bytes);
+    // Why a write of the present take failed, in the system's words; empty while none has.
+    QString writeError() const;
     // Fills `bytes` from the current position up to the end of the data chunk, zeros
     // behind; gives the bytes read.
     qint64 readSamples(QByteArray& bytes);
@@ -74,6 +84,11 @@ private:
     int scanChunk(QIODevice& device, qint64& position);
     int scanLevl(QIODevice& device, qint64 chunkStart, std::uint32_t chunkSize);
     void finishRecording();
+    bool writeAll(const QByteArray& bytes);
+    void noteWriteFailure();
+    qint64 cutTo(qint64 end);
+    qint64 padData(qint64 headerEnd, qint64 end);
+    bool writeTrailingChunks();
     void patchHeader(std::uint64_t headerEnd, std::uint64_t dataSize);
     void writeAt(qint64 position, const QByteArray& bytes);
     qint64 readSamples(char* bytes, qint64 count);
@@ -88,4 +103,6 @@ private:
     std::uint64_t mDataOffset = 0;
     std::uint64_t mDataSize = 0;
     bool mWriteBext = false;
+    QString mWriteError;                    // set once, before mWriteFailed
+    std::atomic<bool> mWriteFailed{false};
 };
