@@ -1,5 +1,7 @@
 #include "audiofile/CAudioBuffer.h"
 
+#include "audiofile/vkInt24Frames.h"
+
 #include "core/contract/vkResult.h"
 #include "core/primitives/ipps.h"
 
@@ -330,30 +332,6 @@ void deinterleaveSamples(const char* interleaved, std::uint8_t* planar, int fram
             std::memcpy(planar + (std::size_t(channel) * frames + frame) * B, interleaved, B);
 }
 
-// 24-bit codes to floats of full scale 1.0, by the vectorised conversion and scaling.
-void decodeInt24(const std::uint8_t* bytes, float* dst, int count, float factor)
-{
-    ippsConvert_24s32f(bytes, dst, count);
-    ippsMulC_32f_I(factor, dst, count);
-}
-
-// Interleaved floats to their channels, a few frames at a time, one channel after
-// another: each channel takes whole cache lines instead of the channels' lines, a block
-// length apart, fighting for the same cache sets sample by sample.
-void scatterFrames(const float* interleaved, float* const* channels, int frames, int count)
-{
-    constexpr int tileFrames = 16;
-    for (int first = 0; first < frames; first += tileFrames) {
-        const int last = std::min(first + tileFrames, frames);
-        for (int channel = 0; channel < count; ++channel) {
-            const float* src = interleaved + first * count + channel;
-            float* dst = channels[channel];
-            for (int frame = first; frame < last; ++frame, src += count)
-                dst[frame] = *src;
-        }
-    }
-}
-
 template <typename F>
 void bySampleSize(int bytes, F&& run)
 {
@@ -368,16 +346,13 @@ void bySampleSize(int bytes, F&& run)
 
 } // namespace
 
-// The common file format: the interleaved 24-bit integers (low byte first, the top byte
-// carries the sign) are decoded and scaled in one vectorised pass over the block's bytes,
-// then handed out to the channels; no byte-planar copy and no separate conversion. The
-// same rounding as converting, then multiplying: the integer is exact in a float.
+// The common file format: the interleaved 24-bit integers go to the channels decoded
+// and scaled in one vectorised pass over the block's bytes, with no scratch between.
 void CAudioBuffer::readInt24(float* const* channels)
 {
-    const int count = mFrames * mChannels;
-    decodeInt24(reinterpret_cast<const std::uint8_t*>(mCursor + mOffset), mFloatBlock, count, mInverseScale);
-    scatterFrames(mFloatBlock, channels, mFrames, mChannels);
-    mOffset += 3 * count;
+    vkInt24FramesToChannels(reinterpret_cast<const std::uint8_t*>(mCursor + mOffset), channels, mFrames, mChannels,
+                            mInverseScale);
+    mOffset += 3 * mFrames * mChannels;
 }
 
 void CAudioBuffer::interleave()
