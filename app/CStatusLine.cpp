@@ -25,7 +25,7 @@ void CStatusLine::refresh(const CAudioDevice& device)
                         .arg(device.mDevice)
                         .arg(static_cast<double>(device.mSampleRate), 0, 'f', 0)
                         .arg(device.mBlockLength)
-                        .arg(kBeamformerLatency)
+                        .arg(kBeamformerLatency + hostInputLatency() + hostOutputLatency())
                         .arg(load)
                         .arg(hostMissedCallbacks()));
 }

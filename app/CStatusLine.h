@@ -1,6 +1,7 @@
 #pragma once
 // The line under the main window: the audio device in use, its sample rate and block
-// length, the latency in samples, the audio thread's load and the callbacks it missed.
+// length, the latency in samples (the beamformer's and the driver's both ways), the audio
+// thread's load and the callbacks it missed.
 // The load and the missed count are what the callback publishes as atomics; refresh()
 // reads them on the main thread, called by the window's 60 ms timer.
 

@@ -99,6 +99,9 @@ public:
     virtual ASIOError getChannels(std::int32_t* numInputs, std::int32_t* numOutputs) = 0;
     virtual ASIOError getBufferSize(std::int32_t* minSize, std::int32_t* maxSize, std::int32_t* preferredSize,
                                     std::int32_t* granularity) = 0;
+    // Frames between the converters and the buffers the callback sees, each way, at the
+    // driver's rate; valid once the buffers exist.
+    virtual ASIOError getLatencies(std::int32_t* inputLatency, std::int32_t* outputLatency) = 0;
     virtual ASIOError canSampleRate(ASIOSampleRate rate) = 0;
     virtual ASIOError getSampleRate(ASIOSampleRate* rate) = 0;
     virtual ASIOError setSampleRate(ASIOSampleRate rate) = 0;

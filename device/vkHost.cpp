@@ -209,6 +209,17 @@ bool deviceChannels(std::int32_t& inputs, std::int32_t& outputs)
     return s.mDriver && s.mDriver->getChannels(&inputs, &outputs) == ASE_OK;
 }
 
+// The driver's latencies in frames of the stream's rate; false unless open and answered.
+bool driverLatencies(std::int32_t& input, std::int32_t& output)
+{
+    vkHostState& s = hostState();
+    if (!s.mOpen || !s.mDriver || s.mDriver->getLatencies(&input, &output) != ASE_OK)
+        return false;
+    input = input * s.mRateUp / s.mRateDown;
+    output = output * s.mRateUp / s.mRateDown;
+    return true;
+}
+
 int setChannels(const int* channels, int count, bool inputs)
 {
     vkHostState& s = hostState();
@@ -387,6 +398,19 @@ int hostDriverOutputs()
 {
     std::int32_t inputs = 0, outputs = 0;
     return deviceChannels(inputs, outputs) ? outputs : 0;
+}
+
+// The driver counts at its own rate; a conversion in force scales to the stream's.
+int hostInputLatency()
+{
+    std::int32_t input = 0, output = 0;
+    return driverLatencies(input, output) ? input : 0;
+}
+
+int hostOutputLatency()
+{
+    std::int32_t input = 0, output = 0;
+    return driverLatencies(input, output) ? output : 0;
 }
 
 int hostSetInputs(const int* channels, int count) { return setChannels(channels, count, true); }

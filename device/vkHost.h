@@ -53,6 +53,10 @@ int hostNumInputs();
 int hostBlockLength();
 int hostDriverInputs();
 int hostDriverOutputs();
+// Frames of the stream's rate that the driver adds on the way in and on the way out, as
+// it reports them; 0 while not open or when the driver does not say.
+int hostInputLatency();
+int hostOutputLatency();
 double hostSampleRate();
 int hostCanSampleRate(double rate);
 int hostSetSampleRate(double rate);

@@ -152,6 +152,19 @@ ASIOError CEmulatedDriver::getBufferSize(std::int32_t* minSize, std::int32_t* ma
     return ASE_OK;
 }
 
+// As with a double-buffered box: the inputs a callback gets were captured during the
+// period before it, and the outputs it leaves play during the period after it.
+ASIOError CEmulatedDriver::getLatencies(std::int32_t* inputLatency, std::int32_t* outputLatency)
+{
+    if (!mInitialised)
+        return ASE_NotPresent;
+    if (mBlock == 0)
+        return ASE_InvalidMode;
+    *inputLatency = mBlock;
+    *outputLatency = mBlock;
+    return ASE_OK;
+}
+
 ASIOError CEmulatedDriver::canSampleRate(ASIOSampleRate rate)
 {
     return rate == 44100.0 || rate == 48000.0 ? ASE_OK : ASE_NoClock;

@@ -141,6 +141,26 @@ ASIOError CJackDriver::getBufferSize(std::int32_t* minSize, std::int32_t* maxSiz
     return ASE_OK;
 }
 
+// What the server says of the ports' paths to the outside: the longest capture latency of
+// the opened inputs, the longest playback latency of the outputs. A port connected to
+// nothing has none, so the figures follow the connections.
+ASIOError CJackDriver::getLatencies(std::int32_t* inputLatency, std::int32_t* outputLatency)
+{
+    if (!mClient)
+        return ASE_NotPresent;
+    if (!mCallbacks)
+        return ASE_InvalidMode;
+    *inputLatency = 0;
+    *outputLatency = 0;
+    for (const Channel& c : mChannels) {
+        jack_latency_range_t range{};
+        jack_port_get_latency_range(c.port, c.input ? JackCaptureLatency : JackPlaybackLatency, &range);
+        std::int32_t& latency = c.input ? *inputLatency : *outputLatency;
+        latency = std::max(latency, static_cast<std::int32_t>(range.max));
+    }
+    return ASE_OK;
+}
+
 // The server's rate is the only one: JACK clients cannot change it.
 ASIOError CJackDriver::canSampleRate(ASIOSampleRate rate)
 {

@@ -33,6 +33,7 @@ public:
     ASIOError getChannels(std::int32_t* numInputs, std::int32_t* numOutputs) override;
     ASIOError getBufferSize(std::int32_t* minSize, std::int32_t* maxSize, std::int32_t* preferredSize,
                             std::int32_t* granularity) override;
+    ASIOError getLatencies(std::int32_t* inputLatency, std::int32_t* outputLatency) override;
     ASIOError canSampleRate(ASIOSampleRate rate) override;
     ASIOError getSampleRate(ASIOSampleRate* rate) override;
     ASIOError setSampleRate(ASIOSampleRate rate) override;

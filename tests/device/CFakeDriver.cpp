@@ -70,6 +70,15 @@ ASIOError CFakeDriver::getBufferSize(std::int32_t* minSize, std::int32_t* maxSiz
     return ASE_OK;
 }
 
+ASIOError CFakeDriver::getLatencies(std::int32_t* inputLatency, std::int32_t* outputLatency)
+{
+    if (!mCallbacks)
+        return ASE_InvalidMode;
+    *inputLatency = mConfig.inputLatency;
+    *outputLatency = mConfig.outputLatency;
+    return ASE_OK;
+}
+
 ASIOError CFakeDriver::canSampleRate(ASIOSampleRate rate)
 {
     return mConfig.rates.count(rate) ? ASE_OK : ASE_NoClock;

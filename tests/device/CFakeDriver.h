@@ -25,6 +25,8 @@ struct CFakeConfig {
     std::vector<ASIOSampleType> outputTypes;
     bool initFails = false;
     bool postOutput = false;
+    int inputLatency = 0; // what getLatencies reports once the buffers exist
+    int outputLatency = 0;
 };
 
 class CFakeDriver final : public IASIO {
@@ -41,6 +43,7 @@ public:
     ASIOError getChannels(std::int32_t* numInputs, std::int32_t* numOutputs) override;
     ASIOError getBufferSize(std::int32_t* minSize, std::int32_t* maxSize, std::int32_t* preferredSize,
                             std::int32_t* granularity) override;
+    ASIOError getLatencies(std::int32_t* inputLatency, std::int32_t* outputLatency) override;
     ASIOError canSampleRate(ASIOSampleRate rate) override;
     ASIOError getSampleRate(ASIOSampleRate* rate) override;
     ASIOError setSampleRate(ASIOSampleRate rate) override;

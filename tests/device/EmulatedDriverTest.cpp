@@ -252,6 +252,17 @@ TEST_F(EmulatedDriver, APreampChangeIsHeardFromTheNextBlock)
     EXPECT_TRUE(changed);
 }
 
+// A block is captured in the period before its callback and played in the one after.
+TEST_F(EmulatedDriver, ReportsOneBlockOfLatencyEachWay)
+{
+    CRecorder object(4);
+    open(object);
+    EXPECT_EQ(hostInputLatency(), kBlock);
+    EXPECT_EQ(hostOutputLatency(), kBlock);
+    hostClose();
+    EXPECT_EQ(hostInputLatency(), 0);
+}
+
 // stop() joins the clock thread: nothing runs after it, and a second start delivers
 // again. The outputs' meters then hold the last block the object wrote: the copy of
 // inputs 0..23.

@@ -193,6 +193,23 @@ TEST_F(JackDriver, IsListedAndTakesTheServersRateAndPeriod)
     EXPECT_EQ(hostCanSampleRate(22050.0), 2);
 }
 
+// The dummy server in synchronous mode has a period of capture latency and one of
+// playback latency; the driver reports them once its ports are connected.
+TEST_F(JackDriver, ReportsTheServersLatenciesOfItsConnectedPorts)
+{
+    hostInit();
+    ASSERT_EQ(hostLoadDriver(CJackDriver::kName), 0);
+    ASSERT_EQ(hostOpen(), 0);
+    EXPECT_EQ(hostInputLatency(), 0) << "ports connected to nothing have none";
+    EXPECT_EQ(hostOutputLatency(), 0);
+    ASSERT_EQ(hostStart(), 1); // connects the first ports to the server's
+    for (int i = 0; i < 100 && (hostInputLatency() == 0 || hostOutputLatency() == 0); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(hostInputLatency(), kPeriod);
+    EXPECT_EQ(hostOutputLatency(), kPeriod);
+    ASSERT_EQ(hostStop(), 1);
+}
+
 TEST_F(JackDriver, CarriesAKnownSignalThroughAnObjectLiveForTenSeconds)
 {
     hostInit();

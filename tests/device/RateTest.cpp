@@ -134,6 +134,28 @@ TEST_F(RateTable, ARateConversionSurvivesTheReloadOfTheDriver)
     EXPECT_EQ(state().mBlockCount.load(), 2);
 }
 
+// The driver counts its latencies at its own rate; the stream sees them at its rate.
+TEST_F(RateTable, TheDriversLatenciesAreCountedAtTheStreamsRateWhileOpen)
+{
+    fake.config.rates = {48000.0};
+    fake.config.rate = 48000.0;
+    fake.config.inputLatency = 300;
+    fake.config.outputLatency = 700;
+    load();
+    EXPECT_EQ(hostInputLatency(), 0) << "no buffers, no latency";
+    ASSERT_EQ(hostOpen(), 0);
+    EXPECT_EQ(hostInputLatency(), 300);
+    EXPECT_EQ(hostOutputLatency(), 700);
+    ASSERT_EQ(hostSetSampleRate(24000.0), 0);
+    EXPECT_EQ(hostInputLatency(), 150);
+    EXPECT_EQ(hostOutputLatency(), 350);
+    ASSERT_EQ(hostSetSampleRate(32000.0), 0);
+    EXPECT_EQ(hostOutputLatency(), 466) << "2/3 of 700, truncated";
+    hostClose();
+    EXPECT_EQ(hostInputLatency(), 0);
+    EXPECT_EQ(hostOutputLatency(), 0);
+}
+
 // Response of a row in double precision at frequency f (cycles per sample).
 double response(int row, double f)
 {
