@@ -43,11 +43,16 @@ int CVolumeControl::setFormat(const vkAudioInterface& in, const vkAudioInterface
 }
 
 // Error statuses are negative, so their OR is non-zero as soon as any channel fails.
+// In place, a factor of exactly 1 leaves the channel alone: x * 1 is x, bit for bit, for
+// every float the chain carries (no flush of denormals is set anywhere).
 int CVolumeControl::process(float** in, float** out, int frames)
 {
     int status = ippStsNoErr;
-    for (int ch = 0; ch < mChannels; ++ch)
-        status |= ippsMulC_32f(in[ch], mGain[ch].load(std::memory_order_relaxed), out[ch], frames);
+    for (int ch = 0; ch < mChannels; ++ch) {
+        const float gain = mGain[ch].load(std::memory_order_relaxed);
+        if (gain != 1.0f || in[ch] != out[ch])
+            status |= ippsMulC_32f(in[ch], gain, out[ch], frames);
+    }
     return status;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Volume stage: a master gain, one gain and one mute per channel, combined into one linear
-// factor per channel. A change takes effect at the next block, as a step. The flag of a
+// factor per channel. A change takes effect at the next block, as a step. It may run in
+// place, and then a channel at a factor of exactly 1 costs nothing. The flag of a
 // started object is never set, so setFormat is never refused: the caller keeps audio off
 // during it.
 //

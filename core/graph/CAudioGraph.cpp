@@ -146,6 +146,14 @@ int CAudioGraph::setStageFormats()
     return vkOk;
 }
 
+// Beam volume and high-pass work in place on the beamformer's output: their buffers
+// borrow it instead of owning storage, so that a unity gain or the pass-through set costs
+// no pass at all.
+bool CAudioGraph::worksInPlace(int stage)
+{
+    return stage == stageBeamVolume || stage == stageHighpass;
+}
+
 int CAudioGraph::createBuffers()
 {
     const auto make = [](const vkAudioInterface& f) {
@@ -155,8 +163,12 @@ int CAudioGraph::createBuffers()
     for (int i = 0; i < stageCount; ++i) {
         mStageIn[i] = make(mStageInFormat[i]);
         mStageOut[i] = make(mStageOutFormat[i]);
-        if (!mStageIn[i] || !mStageOut[i] || mStageOut[i]->allocate() != vkOk)
+        if (!mStageIn[i] || !mStageOut[i] || (!worksInPlace(i) && mStageOut[i]->allocate() != vkOk))
             return vkErrOutOfMemory;
+    }
+    for (int i : {stageBeamVolume, stageHighpass}) {
+        mStageIn[i]->share(*mStageOut[stageBeamformer]);
+        mStageOut[i]->share(*mStageOut[stageBeamformer]);
     }
     mInputBus = make(mStageOutFormat[stageFilePlayer]);
     mOutputBus = make(mStageOutFormat[stageBeamformer]);
@@ -201,8 +213,6 @@ void CAudioGraph::rewireOutput()
     if (mProcessingMode == processingStraight) {
         mOutputBus->share(*mInputBus, mMaxBeams, 0, 0);
     } else {
-        mStageIn[stageBeamVolume]->share(*mStageOut[stageBeamformer]);
-        mStageIn[stageHighpass]->share(*mStageOut[stageBeamVolume]);
         mOutputBus->share(*mStageOut[stageHighpass]);
     }
     routeMonitor();
@@ -493,20 +503,15 @@ int CAudioGraph::processBeams(int frames)
 }
 
 // Set 0 passes every sample through, and two samples under it leave the cascade with no
-// history (its state holds only b1, b2, a1 and a2 terms, all 0). From then on a copy gives
-// the same output for a fraction of the cost, until another set comes.
+// history (its state holds only b1, b2, a1 and a2 terms, all 0). From then on the stage,
+// which works in place, would leave every sample as it is, until another set comes.
 int CAudioGraph::processHighpass(int frames)
 {
-    float** in = mStageIn[stageHighpass]->data();
-    float** out = mStageOut[stageHighpass]->data();
     const int index = mHighpassIndex.load(std::memory_order_acquire);
-    if (index != 0 || mPassThroughFrames < 2) {
-        mPassThroughFrames = index == 0 ? mPassThroughFrames + frames : 0;
-        return mHighpass->process(in, out, frames);
-    }
-    for (int ch = 0; ch < mMaxBeams; ++ch)
-        ippsCopy_32f(in[ch], out[ch], frames);
-    return vkOk;
+    if (index == 0 && mPassThroughFrames >= 2)
+        return vkOk;
+    mPassThroughFrames = index == 0 ? mPassThroughFrames + frames : 0;
+    return mHighpass->process(mStageIn[stageHighpass]->data(), mStageOut[stageHighpass]->data(), frames);
 }
 
 int CAudioGraph::processOutput(int frames)

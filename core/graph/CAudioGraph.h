@@ -8,8 +8,8 @@
 // Stages: 0 file player, 1 input volume, 2 recorder of the array signal, 3 input level,
 // 4 beamformer, 5 beam volume, 6 high-pass, 7 output level, 8 recorder of the beams,
 // 9 monitor volume. The chain from the input bus to the output bus runs on borrowed
-// channel pointers; the graph itself only adds the anti-denormal offset and copies to
-// the driver's outputs.
+// channel pointers, beam volume and high-pass in place on the beamformer's output; the
+// graph itself only adds the anti-denormal offset and copies to the driver's outputs.
 //
 // Thread contract: process() runs on the audio thread; everything else on the control
 // thread. configure, setInputMode, setProcessingMode and setNumBeams reallocate or rewire
@@ -151,6 +151,7 @@ public:
 
 private:
     static bool acceptedFormats(const vkAudioInterface& in, const vkAudioInterface& out);
+    static bool worksInPlace(int stage);
     int buildStages();
     int setStageFormats();
     int createBuffers();

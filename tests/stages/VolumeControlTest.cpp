@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -81,6 +83,31 @@ TEST(VolumeControl, ProcessScalesEachChannelAsAStepBetweenBlocks)
     EXPECT_EQ(v.process(in, out, 16), 0);
     EXPECT_EQ(counter.count(), 0u);
     EXPECT_EQ(oa, two);
+}
+
+// In place, a channel at unity is left alone: the bits must be those that multiplying
+// every sample by 1 gives, for signed zeros, denormals, infinities and NaNs as well; a
+// channel at another factor is scaled in place, block after block.
+TEST(VolumeControl, InPlaceUnityGivesTheBitsOfTheFullMultiplication)
+{
+    const float specials[] = {-0.0f, std::numeric_limits<float>::denorm_min(), -1e-40f,
+                              std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(),
+                              1e-07f, -0.75f, 3.0e38f};
+    const int n = int(std::size(specials));
+    CVolumeControl v;
+    const vkAudioInterface f = vkAudioInterface::timeDomain(2, 44100.0f, n);
+    ASSERT_EQ(v.setFormat(f, f), vkOk);
+    std::vector<float> expected(std::size_t(n) * 2);
+    for (float factor : {1.0f, 0.5f, 1.0f}) {
+        v.setChannelVolume(1, factor);
+        std::vector<float> a(specials, specials + n), b(specials, specials + n);
+        float* io[2] = {a.data(), b.data()};
+        ASSERT_EQ(ippsMulC_32f(specials, 1.0f, expected.data(), n), ippStsNoErr);
+        ASSERT_EQ(ippsMulC_32f(specials, factor, expected.data() + n, n), ippStsNoErr);
+        ASSERT_EQ(v.process(io, io, n), 0);
+        EXPECT_EQ(std::memcmp(a.data(), expected.data(), sizeof(float) * std::size_t(n)), 0) << factor;
+        EXPECT_EQ(std::memcmp(b.data(), expected.data() + n, sizeof(float) * std::size_t(n)), 0) << factor;
+    }
 }
 
 TEST(VolumeControl, ProcessReportsAFailureOfAnyChannelNotOnlyTheLast)

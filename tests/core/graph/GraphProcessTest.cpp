@@ -1,8 +1,9 @@
 // One block through the graph: what reaches the driver's outputs, the monitor, the
-// anti-denormal offset, a failing stage, the high-pass and a stop.
+// anti-denormal offset, a failing stage, the beam chain's shortcuts and a stop.
 
 #include "tests/core/graph/GraphRig.h"
 
+#include "beamformer/CZirc.h"
 #include "stages/CFilterStageBq.h"
 #include "stages/CMaxValue.h"
 #include "stages/CVolumeControl.h"
@@ -168,29 +169,83 @@ TEST(GraphProcess, StopLeavesEveryStageBufferSilent)
     }
 }
 
-// Set changes while audio runs, with stretches of the pass-through set between them:
-// the beams leave the graph as from a high-pass stage that runs every block.
-TEST(GraphProcess, HighpassChangesWhileRunningMatchAStageRunningEveryBlock)
+// The beamformer, a volume stage and a high-pass stage that multiply and filter every
+// sample of every block out of place, as the beam chain does without its shortcuts.
+struct FullBeamChain {
+    explicit FullBeamChain(int beams)
+        : input(32)
+        , beamformed(18)
+        , scaled(18)
+        , filtered(18)
+    {
+        EXPECT_EQ(node.setFormat(format(32), format(18)), vkOk);
+        for (int b = 0; b < node.beamCount(); ++b)
+            node.setBeamActive(b, b < beams);
+        node.reset();
+        EXPECT_EQ(volume.setFormat(format(18), format(18)), vkOk);
+        EXPECT_EQ(highpass.setFormat(format(18), format(18)), vkOk);
+        const std::vector<int> sections(18, 3);
+        EXPECT_EQ(highpass.setSections(sections.data(), 18), vkOk);
+        setHighpass(0);
+    }
+    void setHighpass(int set)
+    {
+        for (int b = 0; b < 18; ++b)
+            EXPECT_EQ(highpass.setTaps(b, vkHighpassSets[set].data()), vkOk);
+    }
+    // The driver's block with the anti-denormal offset, through all three stages.
+    void run(const Channels& in)
+    {
+        for (int ch = 0; ch < 32; ++ch)
+            for (int i = 0; i < kBlock; ++i)
+                input.samples[ch][i] = in.samples[ch][i] + CAudioGraph::kAntiDenormal;
+        EXPECT_EQ(node.process(input.data(), beamformed.data(), kBlock), vkOk);
+        EXPECT_EQ(volume.process(beamformed.data(), scaled.data(), kBlock), vkOk);
+        EXPECT_EQ(highpass.process(scaled.data(), filtered.data(), kBlock), vkOk);
+    }
+
+    CZirc node;
+    CVolumeControl volume;
+    CFilterStageBq highpass;
+    Channels input, beamformed, scaled, filtered;
+};
+
+// Unity gain, gain changes, a mute and back to unity, and high-pass sets with stretches
+// of the pass-through set between them, all while audio runs: the beams leave the graph
+// sample for sample as from the chain that computes everything.
+TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
 {
     Rig rig(4);
     CAudioGraph& g = rig.graph;
     ASSERT_EQ(g.setNumBeams(4), vkOk);
     ASSERT_EQ(g.start(), vkOk);
-    CFilterStageBq always;
-    ASSERT_EQ(always.setFormat(format(4), format(4)), vkOk);
-    const int sections[4] = {3, 3, 3, 3};
-    ASSERT_EQ(always.setSections(sections, 4), vkOk);
-    Channels expected(4);
+    FullBeamChain full(4);
+    CVolumeControl* volume = g.volumeControl(CAudioGraph::stageBeamVolume);
+    const std::function<void(CVolumeControl*)> changes[] = {
+        [](CVolumeControl*) {},
+        [](CVolumeControl* v) { v->setChannelVolume(1, 0.5f); },
+        [](CVolumeControl* v) { v->setMute(1, true); },
+        [](CVolumeControl* v) {
+            v->setMute(1, false);
+            v->setChannelVolume(1, 1.0f);
+        },
+        [](CVolumeControl* v) { v->setMasterVolume(0.25f); },
+        [](CVolumeControl* v) { v->setMasterVolume(1.0f); },
+        [](CVolumeControl* v) { v->setMute(-1, true); },
+        [](CVolumeControl* v) { v->setMute(-1, false); },
+    };
+    const int sets[] = {3, 3, 0, 0, 0, 1, 0, 2, 2, 0, 0, 0};
     Noise noise(10);
-    for (int choice : {3, 3, 0, 0, 0, 1, 0, 2, 2, 0, 0}) {
-        ASSERT_EQ(g.setHighpass(choice), vkOk);
-        for (int b = 0; b < 4; ++b)
-            ASSERT_EQ(always.setTaps(b, vkHighpassSets[choice].data()), vkOk);
+    for (int block = 0; block < int(std::size(sets)); ++block) {
+        for (CVolumeControl* v : {volume, &full.volume})
+            changes[std::size_t(block) % std::size(changes)](v);
+        ASSERT_EQ(g.setHighpass(sets[block]), vkOk);
+        full.setHighpass(sets[block]);
         ASSERT_EQ(rig.run(noise), vkOk);
-        ASSERT_EQ(always.process(g.stageOutput(CAudioGraph::stageBeamVolume)->data(), expected.data(), kBlock), vkOk);
+        full.run(rig.in);
         for (int b = 0; b < 4; ++b)
-            EXPECT_EQ(maxDifference(rig.out.pointers[b], expected.pointers[b], kBlock), 0.0f)
-                << "set " << choice << " beam " << b;
+            ASSERT_EQ(maxDifference(rig.out.pointers[b], full.filtered.pointers[b], kBlock), 0.0f)
+                << "block " << block << " beam " << b;
     }
 }
 
