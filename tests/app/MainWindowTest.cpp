@@ -5,18 +5,8 @@
 
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
-#include "app/CZircApp.h"
-#include "beamformer/CKorvane.h"
-#include "beamformer/CZirc.h"
-#include "core/graph/CAudioGraph.h"
-#include "device/vkHost.h"
-#include "tests/app/AppTestSupport.h"
-#include "tests/device/CFakeDriver.h"
+#include "tests/app/MainWindowFixture.h"
 #include "widgets/CAudioFileNavigator.h"
-#include "widgets/CAudioTransport.h"
-#include "widgets/CBeamDisplayAzimuth.h"
-#include "widgets/CBeamDisplayElevation.h"
-#include "widgets/CBeamSelection.h"
 #include "widgets/CBeamSelectionTrack.h"
 #include "widgets/CInputSourceSelection.h"
 #include "widgets/CInputVolume.h"
@@ -33,28 +23,11 @@
 #include <QProcess>
 #include <QRadioButton>
 #include <QSplitter>
-#include <QTest>
-
-#include <cmath>
-#include <numbers>
-
-using apptest::DialogLog;
-using apptest::WorkingDirectory;
 
 namespace {
 const QString kIni = QStringLiteral("vantoria.ini");
 const QString kQuestion =
     QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
-
-// One figure of a wave file as sox reports it ("-c" channels, "-s" frames, "-r" rate).
-long soxInfo(const QString& file, const char* option)
-{
-    QProcess soxi;
-    soxi.start(QStringLiteral("soxi"), {QString::fromLatin1(option), file});
-    if (!soxi.waitForFinished(10000) || soxi.exitCode() != 0)
-        return -1;
-    return soxi.readAllStandardOutput().trimmed().toLong();
-}
 
 // A two-second sine of `channels` channels at 44.1 kHz, 24 bits, made by sox.
 bool makeWave(const QString& file, int channels)
@@ -67,43 +40,8 @@ bool makeWave(const QString& file, int channels)
     return sox.waitForFinished(10000) && sox.exitCode() == 0;
 }
 
-class MainWindowTest : public ::testing::Test {
-protected:
-    void TearDown() override
-    {
-        app.reset();
-        hostInit();
-    }
-    // The window as main opens it, on the emulated hardware (no ini file: emulation on).
-    void open()
-    {
-        fake.config.names.clear();
-        app = std::make_unique<CZircApp>();
-        app->resize(app->sizeHint());
-        app->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(app.get()));
-    }
-    void press(CAudioTransport::Button which) { app->transport()->button(which)->click(); }
-    // The widget pixel of an azimuth, at radius 45 in the display's window units.
-    QPoint azimuthAt(double degrees) const
-    {
-        const double a = degrees * std::numbers::pi / 180.0;
-        return app->azimuthDisplay()->toWidget(QPointF(45.0 * std::cos(a), -45.0 * std::sin(a))).toPoint();
-    }
-    void drag(double from, double to)
-    {
-        QTest::mousePress(app->azimuthDisplay(), Qt::LeftButton, {}, azimuthAt(from));
-        QTest::mouseMove(app->azimuthDisplay(), azimuthAt((from + to) / 2));
-        QTest::mouseMove(app->azimuthDisplay(), azimuthAt(to));
-        QTest::mouseRelease(app->azimuthDisplay(), Qt::LeftButton, {}, azimuthAt(to));
-    }
-    float graphPhi(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->phiDegrees(); }
-
-    WorkingDirectory dir;
-    DialogLog dialogs;
-    CFakeBackend fake;
-    std::unique_ptr<CZircApp> app;
-};
+using apptest::soxInfo;
+using MainWindowTest = MainWindowFixture;
 } // namespace
 
 TEST_F(MainWindowTest, PlaySteerRecordStopAndClose)
@@ -128,7 +66,7 @@ TEST_F(MainWindowTest, PlaySteerRecordStopAndClose)
         << app->windowTitle().toStdString();
 
     // A click picks the second track; a drag on the azimuth display steers it and its beam.
-    QTest::mouseClick(tracks->track(1), Qt::LeftButton, {}, QPoint(2, 2));
+    pick(1);
     const int active = tracks->activeTrack();
     ASSERT_EQ(active, 1);
     EXPECT_EQ(app->azimuthDisplay()->activeIndex(), 1);
@@ -200,7 +138,7 @@ TEST_F(MainWindowTest, SavingTheTracksAtCloseKeepsTheirFileForTheNextStart)
     CBeamSelection* tracks = app->beamSelection();
     tracks->addButton()->click();
     ASSERT_EQ(app->graph()->numBeams(), 3);
-    QTest::mouseClick(tracks->track(2), Qt::LeftButton, {}, QPoint(2, 2));
+    pick(2);
     drag(170, 200);
     const int phi = tracks->phi(2);
     EXPECT_NE(phi, 0);
@@ -292,7 +230,7 @@ TEST_F(MainWindowTest, ChangingOutputsWhilePlayingKeepsWhatTheWidgetsShow)
 {
     ASSERT_NO_FATAL_FAILURE(open());
     CBeamSelection* tracks = app->beamSelection();
-    QTest::mouseClick(tracks->track(0), Qt::LeftButton, {}, QPoint(2, 2));
+    pick(0);
     drag(10, 60);
     const int phi = tracks->phi(0);
     press(CAudioTransport::PlayButton);
