@@ -28,7 +28,11 @@
 #include "widgets/CVolumeUnit.h"
 
 #include <QCloseEvent>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <QThread>
 #include <QTimerEvent>
@@ -50,6 +54,8 @@ constexpr int kTrackControls = 15;
 constexpr int kTrackColumns = 255;
 const QString kBeamTrackQuestion =
     QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
+const QString kWriteFailure =
+    QStringLiteral("Recording stopped: %1 could not be written (%2).\nThe file holds everything recorded until then.");
 
 template <class Ready>
 bool pollUntil(Ready ready)
@@ -410,8 +416,12 @@ void CZircApp::layOutWindow()
     CMainWindowLayout::setIcon(*this);
 }
 
+// A take ends ahead of the rebuild, finished in its file; its recorder goes with the old
+// graph, so the record button is released rather than left showing a take that no longer runs.
 int CZircApp::rebuild()
 {
+    if (mTransport->button(CAudioTransport::RecordButton)->isChecked())
+        pressTransport(CAudioTransport::RecordOff);
     const bool running = hostIsRunning();
     if (running)
         pressTransport(CAudioTransport::StopButton);
@@ -554,20 +564,67 @@ void CZircApp::startRecording()
         if (!mRecordingSinks->status(i))
             continue;
         CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
-        if (recorder->openFile(mRecordingSinks->filePath(i), 0) != 0)
+        const QString path = newRecordingPath(i);
+        if (recorder->openFile(path, 0) != 0) {
             warn(QStringLiteral("Error opening record file!"));
-        else
-            recorder->startFile(true);
+            continue;
+        }
+        recorder->startFile(true);
+        mRecordingFiles[static_cast<std::size_t>(i)] = path;
     }
 }
 
+// Every take is finished first; only then is a take that the disk refused reported, so
+// that the warning's own event loop finds nothing left to stop.
 void CZircApp::stopRecording()
 {
+    QStringList failures;
     if (ready()) {
-        for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)
-            mGraph->audioFile(CAudioGraph::sinkStage(i))->stopFile();
+        for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
+            CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
+            recorder->stopFile();
+            const QString& path = mRecordingFiles[static_cast<std::size_t>(i)];
+            if (!path.isEmpty() && !recorder->writeError().isEmpty())
+                failures << kWriteFailure.arg(QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath()),
+                                              recorder->writeError());
+        }
     }
+    mRecordingFiles = {};
     mRecordingSinks->setEnabled(true);
+    for (const QString& text : failures)
+        warn(text);
+}
+
+// A take the disk refuses (full, or the file at its size limit) ends the recording as
+// the record button would; the stream plays on.
+void CZircApp::checkRecordings()
+{
+    if (!ready())
+        return;
+    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
+        if (!mRecordingFiles[static_cast<std::size_t>(i)].isEmpty() &&
+            !mGraph->audioFile(CAudioGraph::sinkStage(i))->writeError().isEmpty()) {
+            pressTransport(CAudioTransport::RecordOff);
+            return;
+        }
+    }
+}
+
+// A take never overwrites a file: a name that is taken already (a take begun in the same
+// second as the last) gets a running number, and the sink's label shows it.
+QString CZircApp::newRecordingPath(int sink)
+{
+    const QString path = mRecordingSinks->filePath(sink);
+    const QFileInfo info(path);
+    if (!info.exists())
+        return path;
+    for (int n = 2;; ++n) {
+        const QString name = QStringLiteral("%1_%2.%3").arg(info.completeBaseName()).arg(n).arg(info.suffix());
+        if (!info.dir().exists(name)) {
+            mRecordingSinks->fileLabel(sink)->setText(name);
+            return info.dir().filePath(name);
+        }
+    }
 }
 
 void CZircApp::remoteStop()
@@ -824,6 +881,7 @@ void CZircApp::timerEvent(QTimerEvent* event)
     if (event->timerId() != mTimer.timerId())
         return QMainWindow::timerEvent(event);
     mStatusLine->refresh(mAudio);
+    checkRecordings();
     if (ready()) {
         mNavigator->setCurrentSample(mGraph->audioFile(CAudioGraph::stageFilePlayer)->position());
         for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)

@@ -152,6 +152,8 @@ private:
     // Presses a transport button; with `quiet` the button only shows the state the stream
     // already has.
     void pressTransport(int code, bool quiet = false);
+    void checkRecordings();
+    QString newRecordingPath(int sink);
     void askToSaveBeamTracks();
     void setWindowTitleFromState();
     QString soundMapNote() const;
@@ -187,5 +189,6 @@ private:
     CSoundMapFeed* mMapFeed = nullptr;
     CStatusLine* mStatusLine = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
+    std::array<QString, 2> mRecordingFiles; // the take of each sink; empty while it records none
     CZrOptions* mOptions = nullptr;
 };

@@ -4,10 +4,52 @@
 #include "app/CZircApp.h"
 
 #include <QApplication>
+#include <QStringList>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+QStringList gStartupMessages;
+QtMessageHandler gDefaultHandler = nullptr;
+
+// While the application object is made, Qt's messages are held back: when it cannot reach
+// a display it ends the program from inside, and then one line says why and what to do
+// instead of an abort and a screenful.
+void holdStartupMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type != QtFatalMsg) {
+        gStartupMessages << text.section(QLatin1Char('\n'), 0, 0);
+        return;
+    }
+    const QString first = gStartupMessages.isEmpty() ? text : gStartupMessages.first();
+    const QString reason = first.section(QLatin1Char('\n'), 0, 0).trimmed();
+    std::fprintf(stderr, "vantoria: no display (%s): run it under xvfb-run, or with QT_QPA_PLATFORM=offscreen.\n",
+                 qPrintable(reason));
+    std::_Exit(EXIT_FAILURE);
+}
+
+// What was held back goes out as usual once the application stands.
+void releaseStartupMessages()
+{
+    qInstallMessageHandler(gDefaultHandler);
+    for (const QString& text : std::as_const(gStartupMessages))
+        qWarning("%s", qPrintable(text));
+    gStartupMessages.clear();
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
+    // A file size limit shows as a failed write that the recorder reports, not as the
+    // end of the program.
+    std::signal(SIGXFSZ, SIG_IGN);
+    gDefaultHandler = qInstallMessageHandler(holdStartupMessage);
     QApplication application(argc, argv);
+    releaseStartupMessages();
     auto* window = new CZircApp;
     // The size the window asks for leaves both displays above their least heights, so the
     // splitter keeps its 100:60 shares.

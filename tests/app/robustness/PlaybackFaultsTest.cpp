@@ -1,0 +1,99 @@
+// A wave file removed from the disk while it plays: the open file stays readable, so the
+// stream plays it to its end, the part read after the removal as the part before, and
+// goes on as it would have: back to the start, read again from the removed file.
+
+#include "core/graph/CAudioGraph.h"
+#include "audiofile/CAudioFile.h"
+#include "tests/app/robustness/FakeDriverSession.h"
+#include "widgets/CAudioFileNavigator.h"
+#include "widgets/CInputSourceSelection.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include <cmath>
+
+namespace {
+
+constexpr int kRate = 44100;
+// Longer than the player's ring of four five-second buffers, so that the end of the file
+// is read from the disk after the removal.
+constexpr int kSeconds = 25;
+
+bool makeSine(const QString& path)
+{
+    QProcess sox;
+    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QString::number(kRate),
+                                      QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
+                                      QStringLiteral("24"), path, QStringLiteral("synth"), QString::number(kSeconds),
+                                      QStringLiteral("sine"), QStringLiteral("440"), QStringLiteral("vol"),
+                                      QStringLiteral("0.5")});
+    return sox.waitForFinished(30000) && sox.exitCode() == 0;
+}
+
+// Mean square of output 0 over the blocks whose start lies in a stretch of the file.
+struct Level {
+    double sum = 0.0;
+    long samples = 0;
+    void add(const std::int32_t* block, int frames)
+    {
+        for (int i = 0; i < frames; ++i) {
+            const double x = block[i] / 2147483648.0;
+            sum += x * x;
+        }
+        samples += frames;
+    }
+    double rms() const { return samples ? std::sqrt(sum / samples) : 0.0; }
+};
+
+using PlaybackFaults = FakeDriverSession;
+
+} // namespace
+
+TEST_F(PlaybackFaults, AFileRemovedWhilePlayingPlaysToItsEndAndRoundAgain)
+{
+    const QString path = dir.file(QStringLiteral("take.wav"));
+    ASSERT_TRUE(makeSine(path));
+    ASSERT_NO_FATAL_FAILURE(open());
+    app->inputSource()->modeButton(CInputSourceSelection::File)->click();
+    dialogs.fileAnswer = path;
+    app->inputSource()->loadButton()->click();
+    const int frames = kSeconds * kRate;
+    ASSERT_EQ(app->navigator()->numSamples(), frames);
+    const CAudioFile* player = app->graph()->audioFile(CAudioGraph::stageFilePlayer);
+
+    press(CAudioTransport::PlayButton);
+    runBlocks(10);
+    ASSERT_TRUE(QFile::remove(path));
+
+    // Early blocks came from the ring primed before the removal, late ones were read
+    // after it.
+    // A position that stands still (a read that never came) ends the loop at its limit.
+    const int limit = 2 * frames / blockLength();
+    Level early, late;
+    for (int n = 0; player->position() < frames && n < limit && runBlock(); ++n) {
+        const int at = player->position() - blockLength();
+        if (at > kRate && at < 4 * kRate)
+            early.add(lastOutput(0), blockLength());
+        else if (at > 21 * kRate && at < 24 * kRate)
+            late.add(lastOutput(0), blockLength());
+    }
+    EXPECT_GE(player->position(), frames);
+    EXPECT_GT(early.rms(), 0.1);
+    EXPECT_NEAR(late.rms(), early.rms(), 0.01 * early.rms());
+
+    // Past the end the navigator goes back to the start (its loop is on unless switched
+    // off), and the start is read again from the removed file.
+    ASSERT_TRUE(runBlocksUntil([&] { return player->position() < kRate; }, 500));
+    Level again;
+    for (int n = 0; player->position() < 4 * kRate && n < limit && runBlock(); ++n) {
+        if (player->position() - blockLength() > kRate)
+            again.add(lastOutput(0), blockLength());
+    }
+    EXPECT_NEAR(again.rms(), early.rms(), 0.01 * early.rms());
+    press(CAudioTransport::StopButton);
+    EXPECT_FALSE(hostIsRunning());
+    EXPECT_TRUE(dialogs.warnings.empty());
+}
