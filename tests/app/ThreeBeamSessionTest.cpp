@@ -6,8 +6,8 @@
 // where the navigator also follows the play and a section set with the mouse plays in a
 // loop.
 //
-// The timeline: the emulated driver renders its scene from the first block of the stream,
-// and a sink armed before Play records from that same block. So live, the recording's
+// The timeline: the emulated driver renders its scene from its first block (the scene goes
+// on across Stop and Play), and a sink armed before Play records from that same block. So live, the recording's
 // frame n is the scene's sample n, which the array recording proves sample by sample.
 // A file is read by the disk thread after Play; the player gives silent blocks until the
 // first buffer is in and then the file from its start, so there the beams lag the file by
@@ -82,12 +82,16 @@ protected:
         }
     }
 
-    // The sinks switched on are armed, then Play; Stop once the beams' sink holds `frames`.
-    void recordFromTheFirstBlock(long frames)
+    // The sinks switched on are armed, then Play: they record from the stream's first block.
+    void recordFromTheFirstBlock()
     {
         press(CAudioTransport::RecordButton);
         press(CAudioTransport::PlayButton);
         ASSERT_TRUE(hostIsRunning());
+    }
+    // Stop once the beams' sink holds `frames`; Stop ends the recording too.
+    void stopOnceRecorded(long frames)
+    {
         const CAudioFile* beams = app->graph()->audioFile(CAudioGraph::sinkStage(CAudioGraph::sinkBeams));
         EXPECT_TRUE(QTest::qWaitFor([&] { return beams->position() >= frames; }, 30000));
         press(CAudioTransport::StopButton);
@@ -153,7 +157,8 @@ TEST_F(ThreeBeamSession, LiveEachBeamCarriesItsSourceTenDecibelsAboveTheOthers)
     ASSERT_NO_FATAL_FAILURE(aimThreeBeams());
     app->recordingSinks()->sinkSwitch(CAudioGraph::sinkArray)->setChecked(true);
     app->recordingSinks()->sinkSwitch(CAudioGraph::sinkBeams)->setChecked(true);
-    ASSERT_NO_FATAL_FAILURE(recordFromTheFirstBlock(kSkip + kWindow));
+    ASSERT_NO_FATAL_FAILURE(recordFromTheFirstBlock());
+    stopOnceRecorded(kSkip + kWindow);
     EXPECT_TRUE(dialogs.warnings.empty());
 
     const QString micFile = recorded(CAudioGraph::sinkArray), outFile = recorded(CAudioGraph::sinkBeams);
@@ -194,8 +199,9 @@ TEST_F(ThreeBeamSession, FromAFileOfTheSceneTheBeamsComeOutAndASectionPlaysInALo
 
     // The beams from the file's start; the navigator follows the play.
     app->recordingSinks()->sinkSwitch(CAudioGraph::sinkBeams)->setChecked(true);
-    ASSERT_NO_FATAL_FAILURE(recordFromTheFirstBlock(kTake));
-    EXPECT_GT(navigator->currentSample(), kSkip + kWindow);
+    ASSERT_NO_FATAL_FAILURE(recordFromTheFirstBlock());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return navigator->currentSample() > kRate; }, 10000));
+    stopOnceRecorded(kTake);
     EXPECT_TRUE(dialogs.warnings.empty());
     const QString outFile = recorded(CAudioGraph::sinkBeams);
     EXPECT_EQ(soxInfo(outFile, "-c"), 3);
