@@ -18,54 +18,61 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr std::size_t kRow = CMaxValue::laneCount;
 
-// One lane of a row at a time: the edges of the tiles below.
-HWY_INLINE void gatherOne(const float* const* channels, std::size_t c, std::size_t offset, std::size_t from,
-                          std::size_t to, float* lanes)
+// One level step of every lane: d = x - e; e += d * (d > 0 ? attack : release).
+// Multiply, then add, as the one-channel recursion does; the lanes never mix. A larger
+// magnitude raises the peak; a NaN compares false and leaves it.
+template <class V>
+HWY_INLINE void stepLane(V x, V& e, V& p, V up, V down)
 {
-    for (std::size_t i = from; i < to; ++i)
-        lanes[i * kRow + c] = std::fabs(channels[c][offset + i]);
+    p = hn::IfThenElse(hn::Gt(x, p), x, p);
+    // Both steps, then the one the sign of d picks: a shorter chain from one frame to the
+    // next than picking the coefficient first. x > e exactly when x - e > 0, and where a
+    // flushed difference tells them apart the step adds 0.
+    const V diff = hn::Sub(x, e);
+    const auto rising = hn::Gt(x, e);
+    e = hn::IfThenElse(rising, hn::Add(e, hn::Mul(diff, up)), hn::Add(e, hn::Mul(diff, down)));
 }
 
-// lanes[i * kRow + c] = |channels[c][offset + i]| for c < count and i < frames: tiles of
-// four channels by four frames, transposed in registers.
-HWY_INLINE void gatherLanes(const float* const* channels, std::size_t count, std::size_t offset,
-                            std::size_t frames, float* lanes)
-{
-    std::size_t c = 0;
 #if HWY_TARGET != HWY_SCALAR
-    const hn::FixedTag<float, 4> d;
-    const hn::Repartition<std::uint64_t, decltype(d)> d64;
-    for (; c + 4 <= count; c += 4) {
-        std::size_t i = 0;
-        for (; i + 4 <= frames; i += 4) {
-            const auto r0 = hn::Abs(hn::LoadU(d, channels[c] + offset + i));
-            const auto r1 = hn::Abs(hn::LoadU(d, channels[c + 1] + offset + i));
-            const auto r2 = hn::Abs(hn::LoadU(d, channels[c + 2] + offset + i));
-            const auto r3 = hn::Abs(hn::LoadU(d, channels[c + 3] + offset + i));
-            // Pairs of channels per frame, then pairs of pairs.
-            const auto low01 = hn::BitCast(d64, hn::InterleaveLower(d, r0, r1));
-            const auto low23 = hn::BitCast(d64, hn::InterleaveLower(d, r2, r3));
-            const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(d, r0, r1));
-            const auto high23 = hn::BitCast(d64, hn::InterleaveUpper(d, r2, r3));
-            float* row = lanes + i * kRow + c;
-            hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d64, low01, low23)), d, row);
-            hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d64, low01, low23)), d, row + kRow);
-            hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d64, high01, high23)), d, row + 2 * kRow);
-            hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d64, high01, high23)), d, row + 3 * kRow);
-        }
-        for (std::size_t k = 0; k < 4; ++k)
-            gatherOne(channels, c + k, offset, i, frames, lanes);
+// Block b of the vector: the four samples from frame f on of the channel lanes[4 * b].
+template <class D>
+HWY_INLINE hn::Vec<D> loadBlocks(D d, const float* const* lanes, std::size_t f)
+{
+    if constexpr (hn::MaxLanes(D()) <= 4) {
+        return hn::LoadU(d, lanes[0] + f);
+    } else {
+        const hn::Half<D> dh;
+        constexpr std::size_t lowBlocks = hn::MaxLanes(dh) / 4;
+        return hn::Combine(d, loadBlocks(dh, lanes + 4 * lowBlocks, f), loadBlocks(dh, lanes, f));
     }
-#endif
-    for (; c < count; ++c)
-        gatherOne(channels, c, offset, 0, frames, lanes);
 }
 
-// Steps kRow envelopes once per row of `lanes`: d = x - e; e += d * (d > 0 ? attack :
-// release). Multiply, then add, as the one-channel recursion does; the lanes never mix.
-// A larger magnitude raises the peak; a NaN compares false and leaves it.
-HWY_INLINE void stepLanes(const float* lanes, std::size_t frames, float* envelope, float* peak, float attack,
-                          float release)
+// Four frames from f on of the channels lanes[0 .. L-1], one vector per frame with the
+// channels in lane order: row k holds channel 4b + k in block b, and a 4 x 4 transpose
+// inside every block turns the rows into frames.
+template <class D>
+HWY_INLINE void loadFrames(D d, const float* const* lanes, std::size_t f, hn::Vec<D>* x)
+{
+    const hn::Repartition<std::uint64_t, D> d64;
+    const auto r0 = loadBlocks(d, lanes, f), r1 = loadBlocks(d, lanes + 1, f);
+    const auto r2 = loadBlocks(d, lanes + 2, f), r3 = loadBlocks(d, lanes + 3, f);
+    const auto low01 = hn::BitCast(d64, hn::InterleaveLower(d, r0, r1));
+    const auto low23 = hn::BitCast(d64, hn::InterleaveLower(d, r2, r3));
+    const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(d, r0, r1));
+    const auto high23 = hn::BitCast(d64, hn::InterleaveUpper(d, r2, r3));
+    x[0] = hn::Abs(hn::BitCast(d, hn::InterleaveLower(d64, low01, low23)));
+    x[1] = hn::Abs(hn::BitCast(d, hn::InterleaveUpper(d64, low01, low23)));
+    x[2] = hn::Abs(hn::BitCast(d, hn::InterleaveLower(d64, high01, high23)));
+    x[3] = hn::Abs(hn::BitCast(d, hn::InterleaveUpper(d64, high01, high23)));
+}
+#endif
+
+// The levels of kRow channels, lanes[c] being the samples of lane c (a silent channel
+// where a lane has none), over `frames` frames. Four frames at a time go from the
+// channels straight into registers, one vector per frame, and step there; no scratch.
+// The frames after the last four are gathered one by one.
+void FollowLevelsKernel(const float* const* lanes, std::size_t frames, float* envelope, float* peak, float attack,
+                        float release)
 {
     const hn::ScalableTag<float> d;
     using V = hn::Vec<decltype(d)>;
@@ -78,34 +85,27 @@ HWY_INLINE void stepLanes(const float* lanes, std::size_t frames, float* envelop
         e[v] = hn::LoadU(d, envelope + v * kLanes);
         p[v] = hn::LoadU(d, peak + v * kLanes);
     }
-    for (std::size_t i = 0; i < frames; ++i, lanes += kRow) {
-        for (std::size_t v = 0; v < kVectors; ++v) {
-            const V x = hn::LoadU(d, lanes + v * kLanes);
-            p[v] = hn::IfThenElse(hn::Gt(x, p[v]), x, p[v]);
-            // Both steps, then the one the sign of d picks: a shorter chain from one
-            // frame to the next than picking the coefficient first. x > e exactly when
-            // x - e > 0, and where a flushed difference tells them apart the step adds 0.
-            const V diff = hn::Sub(x, e[v]);
-            const auto rising = hn::Gt(x, e[v]);
-            e[v] = hn::IfThenElse(rising, hn::Add(e[v], hn::Mul(diff, up)), hn::Add(e[v], hn::Mul(diff, down)));
-        }
+    std::size_t f = 0;
+#if HWY_TARGET != HWY_SCALAR
+    for (; f + 4 <= frames; f += 4) {
+        V x[kVectors][4];
+        for (std::size_t v = 0; v < kVectors; ++v)
+            loadFrames(d, lanes + v * kLanes, f, x[v]);
+        for (std::size_t k = 0; k < 4; ++k)
+            for (std::size_t v = 0; v < kVectors; ++v)
+                stepLane(x[v][k], e[v], p[v], up, down);
+    }
+#endif
+    HWY_ALIGN float row[kRow];
+    for (; f < frames; ++f) {
+        for (std::size_t c = 0; c < kRow; ++c)
+            row[c] = std::fabs(lanes[c][f]);
+        for (std::size_t v = 0; v < kVectors; ++v)
+            stepLane(hn::Load(d, row + v * kLanes), e[v], p[v], up, down);
     }
     for (std::size_t v = 0; v < kVectors; ++v) {
         hn::StoreU(e[v], d, envelope + v * kLanes);
         hn::StoreU(p[v], d, peak + v * kLanes);
-    }
-}
-
-// The levels of up to kRow channels over `frames` frames, a chunk of frames at a time so
-// that the gathered magnitudes stay in the first-level cache.
-void FollowLevelsKernel(const float* const* channels, std::size_t count, std::size_t frames, float* lanes,
-                        float* envelope, float* peak, float attack, float release)
-{
-    constexpr std::size_t kChunk = CMaxValue::chunkFrames;
-    for (std::size_t done = 0; done < frames; done += kChunk) {
-        const std::size_t n = std::min(kChunk, frames - done);
-        gatherLanes(channels, count, done, n, lanes);
-        stepLanes(lanes, n, envelope, peak, attack, release);
     }
 }
 
@@ -151,7 +151,7 @@ void CMaxValue::computeCoefficients()
 
 void CMaxValue::releaseBuffers()
 {
-    for (float** buffer : {&mPeak, &mEnvelope, &mLanes}) {
+    for (float** buffer : {&mPeak, &mEnvelope, &mSilence}) {
         ippsFree(*buffer);
         *buffer = nullptr;
     }
@@ -159,8 +159,8 @@ void CMaxValue::releaseBuffers()
     mBlockLength = 0;
 }
 
-// Every group of channels has its own gathering scratch, so that the lanes without a
-// channel in the last group are never written and keep their levels at 0.
+// The lanes without a channel in the last group read a silent block and keep their
+// levels at 0.
 int CMaxValue::allocateBuffers(int channels, int block)
 {
     const int padded = groupsOf(channels) * laneCount;
@@ -172,10 +172,10 @@ int CMaxValue::allocateBuffers(int channels, int block)
         mChannels = channels;
     }
     if (channels > 0 && block > 0) {
-        mLanes = ippsMalloc_32f(padded * chunkFrames);
-        if (!mLanes)
+        mSilence = ippsMalloc_32f(block);
+        if (!mSilence)
             return vkErrOutOfMemory;
-        ippsZero_32f(mLanes, padded * chunkFrames);
+        ippsZero_32f(mSilence, block);
         mBlockLength = block;
     }
     return vkOk;
@@ -200,13 +200,14 @@ int CMaxValue::setFormat(const vkAudioInterface& in, const vkAudioInterface& out
     return vkOk;
 }
 
-// Each group of laneCount channels has its own stretch of the scratch and of the levels.
+// Each group of laneCount channels has its own stretch of the levels.
 void CMaxValue::followLevels(const float* const* in, int first, int frames)
 {
-    const int count = std::min(laneCount, mChannels - first);
+    const float* lanes[laneCount];
+    for (int c = 0; c < laneCount; ++c)
+        lanes[c] = first + c < mChannels ? in[first + c] : mSilence;
     HWY_DYNAMIC_DISPATCH(vk::levels::FollowLevelsKernel)
-    (in + first, std::size_t(count), std::size_t(frames), mLanes + first * chunkFrames, mEnvelope + first,
-     mPeak + first, mAttackCoefficient, mReleaseCoefficient);
+    (lanes, std::size_t(frames), mEnvelope + first, mPeak + first, mAttackCoefficient, mReleaseCoefficient);
 }
 
 // Far below anything a meter shows: settle at 0 before the decay turns denormal, and

@@ -5,8 +5,8 @@
 // takes the same short lock as process: one of the two locks the audio path knows.
 //
 // The peaks and envelopes of up to laneCount channels run side by side in vector lanes:
-// process gathers a few dozen frames of their magnitudes into a frame-major scratch and
-// steps all of them per frame. Each lane does exactly the float operations of the
+// process loads four frames of their magnitudes at a time into registers, one vector per
+// frame, and steps all of them per frame. Each lane does exactly the float operations of the
 // one-channel recursion, in the same order, so the levels are the same to the bit. A NaN
 // sample leaves the peak alone.
 //
@@ -18,9 +18,8 @@
 
 class CMaxValue : public vkAudioClass {
 public:
-    // Channels whose envelopes step together, and frames gathered per step run.
+    // Channels whose envelopes step together.
     static constexpr int laneCount = 32;
-    static constexpr int chunkFrames = 64;
 
     CMaxValue();
     ~CMaxValue() override;
@@ -49,8 +48,8 @@ private:
     // Padded to whole groups of laneCount; the lanes beyond the channels stay 0.
     float* mPeak = nullptr;
     float* mEnvelope = nullptr;
-    // Per group, chunkFrames rows of laneCount magnitudes; lanes without a channel stay 0.
-    float* mLanes = nullptr;
+    // A block of zeros: the samples of the lanes without a channel.
+    float* mSilence = nullptr;
     int mChannels = 0;
     int mBlockLength = 0;
     std::mutex mLock;
