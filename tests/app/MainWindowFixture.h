@@ -67,6 +67,8 @@ protected:
             return int(90.0f - (angle > 180.0f ? angle - 360.0f : angle)) == theta;
         });
         ASSERT_TRUE(a && e);
+        ASSERT_GE(pixelsPerUnit(app->azimuthDisplay()), 2.0);
+        ASSERT_GE(pixelsPerUnit(app->elevationDisplay()), 2.0);
         QTest::mouseClick(app->azimuthDisplay(), Qt::LeftButton, {}, app->azimuthDisplay()->toWidget(*a).toPoint());
         QTest::mouseClick(app->elevationDisplay(), Qt::LeftButton, {}, app->elevationDisplay()->toWidget(*e).toPoint());
     }
@@ -81,9 +83,13 @@ protected:
 private:
     // Both displays read a click as the angle of the nearest whole window unit and keep
     // whole degrees by truncation. A click aims at the first lattice point 35 to 40 units
-    // from the centre (inside either display's rim) that gives the wanted degrees. The
-    // displays are at least 300 pixels tall, three pixels a unit, so the pixel of a unit's
-    // centre maps back to that unit.
+    // from the centre (inside either display's rim) that gives the wanted degrees; with two
+    // pixels or more a unit, the pixel of a unit's centre maps back to that unit.
+    template <typename Display>
+    static double pixelsPerUnit(const Display* display)
+    {
+        return display->toWidget(QPointF(1.0, 0.0)).x() - display->toWidget(QPointF(0.0, 0.0)).x();
+    }
     template <typename Gives>
     static std::optional<QPoint> clickPoint(Gives gives)
     {
