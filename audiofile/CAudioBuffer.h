@@ -94,6 +94,7 @@ private:
     void resetCursorLocked();
     bool claimCurrent();
     void advance();
+    void prefetchBlock() const;
     void toFileBytes(float* const* channels);
     void fromFileBytes(float* const* channels);
     void interleave();

@@ -146,9 +146,9 @@ int CAudioGraph::setStageFormats()
     return vkOk;
 }
 
-// Beam volume and high-pass work in place on the beamformer's output: their buffers
-// borrow it instead of owning storage, so that a unity gain or the pass-through set costs
-// no pass at all.
+// Beam volume and high-pass work in place on the output bus, so that a unity gain or the
+// pass-through set costs no pass at all: their buffers own no storage and stand on the
+// beamformer's.
 bool CAudioGraph::worksInPlace(int stage)
 {
     return stage == stageBeamVolume || stage == stageHighpass;
@@ -213,17 +213,17 @@ void CAudioGraph::rewireOutput()
     if (mProcessingMode == processingStraight) {
         mOutputBus->share(*mInputBus, mMaxBeams, 0, 0);
     } else {
-        mOutputBus->share(*mStageOut[stageHighpass]);
+        mOutputBus->share(*mStageOut[stageBeamformer]);
     }
     routeMonitor();
 }
 
-// Both monitor inputs carry the same channel: the monitor is mono. One pointer store;
-// process hands it to stage 9 at its next block.
+// Both monitor inputs carry the same channel: the monitor is mono. One store of bus and
+// channel together; process finds the channel on the bus as it stands in its next block.
 void CAudioGraph::routeMonitor()
 {
-    const vkAudioBuffer* bus = mMonitorSource == monitorInputBus ? mInputBus.get() : mOutputBus.get();
-    mMonitorTap.store(bus ? bus->channel(mMonitorOffset) : nullptr, std::memory_order_release);
+    const int bus = mMonitorSource == monitorInputBus ? 0 : kRouteOutputBus;
+    mMonitorRoute.store(bus | mMonitorOffset, std::memory_order_release);
 }
 
 int CAudioGraph::setInputMode(int mode)
@@ -471,9 +471,11 @@ int CAudioGraph::process(float** in, float** out, int frames)
         ippsAddC_32f_I(kAntiDenormal, mInputBus->channel(ch), frames);
     if (r != vkOk)
         return r;
-    if (mProcessingMode == processingBeamforming)
+    if (mProcessingMode == processingBeamforming) {
+        pointBeamsAt(out);
         if (const int b = processBeams(frames); b != vkOk)
             return b;
+    }
     if (const int o = processOutput(frames); o != vkOk)
         return o;
     deliver(out, frames);
@@ -492,13 +494,28 @@ int CAudioGraph::processInput(float** in, int frames)
                                    frames);
 }
 
+// Beams that reach the driver.
+int CAudioGraph::deliveredBeams() const { return std::min(mOutFormat.channels(), mNumBeams); }
+
+// The beams that reach the driver are made in the driver's outputs themselves, the others
+// in the beamformer's own buffer: the output bus points at each for this block, and no
+// copy follows.
+void CAudioGraph::pointBeamsAt(float** out)
+{
+    float** beams = mOutputBus->data();
+    const int direct = deliveredBeams();
+    for (int i = 0; i < mMaxBeams; ++i)
+        beams[i] = i < direct ? out[i] : mStageOut[stageBeamformer]->channel(i);
+}
+
 int CAudioGraph::processBeams(int frames)
 {
+    float** beams = mOutputBus->data();
     if (const int r = mInputLevel->process(mInputBus->data(), mStageOut[stageInputLevel]->data(), frames); r != vkOk)
         return r;
-    if (const int r = mZirc->process(mInputBus->data(), mStageOut[stageBeamformer]->data(), frames); r != vkOk)
+    if (const int r = mZirc->process(mInputBus->data(), beams, frames); r != vkOk)
         return r;
-    const int r = mBeamVolume->process(mStageIn[stageBeamVolume]->data(), mStageOut[stageBeamVolume]->data(), frames);
+    const int r = mBeamVolume->process(beams, beams, frames);
     return r != vkOk ? r : processHighpass(frames);
 }
 
@@ -511,7 +528,8 @@ int CAudioGraph::processHighpass(int frames)
     if (index == 0 && mPassThroughFrames >= 2)
         return vkOk;
     mPassThroughFrames = index == 0 ? mPassThroughFrames + frames : 0;
-    return mHighpass->process(mStageIn[stageHighpass]->data(), mStageOut[stageHighpass]->data(), frames);
+    float** beams = mOutputBus->data();
+    return mHighpass->process(beams, beams, frames);
 }
 
 int CAudioGraph::processOutput(int frames)
@@ -524,23 +542,28 @@ int CAudioGraph::processOutput(int frames)
     return mBeamRecorder->process(mOutputBus->data(), mStageOut[stageBeamRecorder]->data(), frames);
 }
 
-// Active beams to their outputs; outputs beyond the active beams get silence.
+// Active beams to their outputs; outputs beyond the active beams get silence. Beamformed,
+// the beams are there already; straight through, they are copied from the input bus.
 void CAudioGraph::deliver(float** out, int frames)
 {
     const int channels = mOutFormat.channels();
-    const int beams = std::min(channels, mNumBeams);
-    for (int i = 0; i < beams; ++i)
-        ippsCopy_32f(mOutputBus->channel(i), out[i], frames);
+    const int beams = deliveredBeams();
+    if (mProcessingMode == processingStraight)
+        for (int i = 0; i < beams; ++i)
+            ippsCopy_32f(mOutputBus->channel(i), out[i], frames);
     for (int i = beams; i < channels; ++i)
         ippsZero_32f(out[i], frames);
 }
 
-// The monitor overwrites whatever the beams wrote to its outputs.
+// The monitor overwrites whatever the beams wrote to its outputs. Its channel is read
+// into stage 9's own buffer first, so it may be one of those outputs.
 int CAudioGraph::processMonitor(float** out, int frames)
 {
     if (!mMonitorEnabled.load(std::memory_order_acquire))
         return vkOk;
-    float* tap = mMonitorTap.load(std::memory_order_acquire);
+    const int route = mMonitorRoute.load(std::memory_order_acquire);
+    const vkAudioBuffer& bus = route & kRouteOutputBus ? *mOutputBus : *mInputBus;
+    float* tap = bus.channel(route & ~kRouteOutputBus);
     float** taps = mStageIn[stageMonitorVolume]->data();
     for (int k = 0; k < kMaxMonitorOutputs; ++k)
         taps[k] = tap;

@@ -8,8 +8,11 @@
 // Stages: 0 file player, 1 input volume, 2 recorder of the array signal, 3 input level,
 // 4 beamformer, 5 beam volume, 6 high-pass, 7 output level, 8 recorder of the beams,
 // 9 monitor volume. The chain from the input bus to the output bus runs on borrowed
-// channel pointers, beam volume and high-pass in place on the beamformer's output; the
-// graph itself only adds the anti-denormal offset and copies to the driver's outputs.
+// channel pointers. Beamforming, the output bus points at the driver's outputs for the
+// beams that go there (and at the beamformer's buffer for the others), the beamformer
+// writes into it, and beam volume and high-pass work on it in place: no copy follows.
+// Straight through, the graph copies the input bus to the outputs. The anti-denormal
+// offset is the only other pass the graph adds.
 //
 // Thread contract: process() runs on the audio thread; everything else on the control
 // thread. configure, setInputMode, setProcessingMode and setNumBeams reallocate or rewire
@@ -163,6 +166,8 @@ private:
     void rewireOutput();
     void routeMonitor();
     int processInput(float** in, int frames);
+    int deliveredBeams() const;
+    void pointBeamsAt(float** out);
     int processBeams(int frames);
     int processHighpass(int frames);
     int processOutput(int frames);
@@ -184,8 +189,10 @@ private:
     std::atomic<bool> mMonitorEnabled{false};
     std::atomic<int> mNumMonitorOutputs{0};
     std::array<std::atomic<int>, kMaxMonitorOutputs> mMonitorOutputs{};
-    // The monitored channel; process points both inputs of stage 9 at it each block.
-    std::atomic<float*> mMonitorTap{nullptr};
+    // The monitored channel: kRouteOutputBus for the output bus, or 0 for the input bus,
+    // plus the channel. Process points both inputs of stage 9 at it each block.
+    static constexpr int kRouteOutputBus = 1 << 16;
+    std::atomic<int> mMonitorRoute{kRouteOutputBus};
     // The high-pass set in force, and (audio thread) the frames run since set 0 came.
     std::atomic<int> mHighpassIndex{0};
     int mPassThroughFrames = 0;

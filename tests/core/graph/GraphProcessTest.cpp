@@ -52,40 +52,47 @@ TEST(GraphProcess, FewOutputsCarryTheFirstBeamsWhileTheLevelSeesThemAll)
 }
 
 // The monitor listens to input channel 5 (gain 2 at the input, 0.5 at the monitor) and
-// overwrites beam 1's output and the silent output 3.
+// overwrites beam 1's output and the silent output 3; then it listens to beam 1 and
+// speaks on beam 1's own output. A twin graph without the monitor gives the beams.
 TEST(GraphProcess, MonitorOverwritesTheOutputsItSpeaksOn)
 {
-    Rig rig(4);
+    Rig rig(4), twin(4);
     CAudioGraph& g = rig.graph;
     const float gains[6] = {1, 1, 1, 1, 1, 2};
     g.setInputChannelGains(gains, 6);
+    twin.graph.setInputChannelGains(gains, 6);
     g.volumeControl(CAudioGraph::stageMonitorVolume)->setMasterVolume(0.5f);
     const int outputs[] = {1, 3};
     ASSERT_EQ(g.setMonitorOutputs(outputs, 2), vkOk);
     g.setMonitorSource(CAudioGraph::monitorInputBus, 5);
     g.setMonitorEnabled(true);
 
-    Noise noise(4);
-    ASSERT_EQ(rig.run(noise), vkOk);
+    Noise noise(4), twinNoise(4);
+    const auto run = [&] {
+        ASSERT_EQ(rig.run(noise), vkOk);
+        ASSERT_EQ(twin.run(twinNoise), vkOk);
+    };
+    run();
     std::vector<float> expected(kBlock);
     for (int i = 0; i < kBlock; ++i)
         expected[i] = (rig.in.samples[5][i] * 2.0f + CAudioGraph::kAntiDenormal) * 0.5f;
     EXPECT_EQ(maxDifference(rig.out.pointers[1], expected.data(), kBlock), 0.0f);
     EXPECT_EQ(maxDifference(rig.out.pointers[3], expected.data(), kBlock), 0.0f);
-    EXPECT_EQ(maxDifference(rig.out.pointers[0], g.outputBus()->channel(0), kBlock), 0.0f);
+    EXPECT_EQ(maxDifference(rig.out.pointers[0], twin.out.pointers[0], kBlock), 0.0f);
 
-    // Back to beam 1 on the output bus, on output 0 only.
+    // Beam 1 on its own output alone: the monitor takes the beam before overwriting it.
     g.setMonitorSource(CAudioGraph::monitorOutputBus, 1);
     ASSERT_EQ(g.setMonitorOutputs(outputs, 1), vkOk);
-    ASSERT_EQ(rig.run(noise), vkOk);
+    run();
     for (int i = 0; i < kBlock; ++i)
-        expected[i] = g.outputBus()->channel(1)[i] * 0.5f;
+        expected[i] = twin.out.pointers[1][i] * 0.5f;
+    EXPECT_FALSE(allEqual(expected.data(), kBlock, 0.0f));
     EXPECT_EQ(maxDifference(rig.out.pointers[1], expected.data(), kBlock), 0.0f);
     EXPECT_TRUE(allEqual(rig.out.pointers[3], kBlock, 0.0f));
 
     g.setMonitorEnabled(false);
-    ASSERT_EQ(rig.run(noise), vkOk);
-    EXPECT_EQ(maxDifference(rig.out.pointers[1], g.outputBus()->channel(1), kBlock), 0.0f);
+    run();
+    EXPECT_EQ(maxDifference(rig.out.pointers[1], twin.out.pointers[1], kBlock), 0.0f);
 }
 
 TEST(GraphProcess, InputBusCarriesTheAntiDenormalOffsetToLevelAndStraightOutputs)
@@ -153,12 +160,13 @@ TEST(GraphProcess, StopLeavesEveryStageBufferSilent)
     const int outputs[] = {0, 1};
     ASSERT_EQ(g.setMonitorOutputs(outputs, 2), vkOk);
     g.setMonitorEnabled(true);
-    ASSERT_EQ(g.setNumBeams(4), vkOk);
+    ASSERT_EQ(g.setNumBeams(8), vkOk);
     ASSERT_EQ(g.start(), vkOk);
     Noise noise(7);
     for (int block = 0; block < 3; ++block)
         ASSERT_EQ(rig.run(noise), vkOk);
-    ASSERT_FALSE(allEqual(g.stageOutput(CAudioGraph::stageHighpass)->channel(0), kBlock, 0.0f));
+    // Beams 4 to 7 have no output and stay in the beamformer's buffer.
+    ASSERT_FALSE(allEqual(g.stageOutput(CAudioGraph::stageBeamformer)->channel(4), kBlock, 0.0f));
 
     EXPECT_EQ(g.stop(), vkOk);
     for (int s = 0; s < CAudioGraph::stageCount; ++s) {
@@ -212,22 +220,28 @@ struct FullBeamChain {
 
 // Unity gain, gain changes, a mute and back to unity, and high-pass sets with stretches
 // of the pass-through set between them, all while audio runs: the beams leave the graph
-// sample for sample as from the chain that computes everything.
+// sample for sample as from the chain that computes everything, those that reach the
+// driver's four outputs and, through the output level's peaks, the two that do not.
 TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
 {
-    Rig rig(4);
+    constexpr int kBeams = 6, kOutputs = 4;
+    Rig rig(kOutputs);
     CAudioGraph& g = rig.graph;
-    ASSERT_EQ(g.setNumBeams(4), vkOk);
+    ASSERT_EQ(g.setNumBeams(kBeams), vkOk);
     ASSERT_EQ(g.start(), vkOk);
-    FullBeamChain full(4);
+    FullBeamChain full(kBeams);
     CVolumeControl* volume = g.volumeControl(CAudioGraph::stageBeamVolume);
     const std::function<void(CVolumeControl*)> changes[] = {
         [](CVolumeControl*) {},
-        [](CVolumeControl* v) { v->setChannelVolume(1, 0.5f); },
+        [](CVolumeControl* v) {
+            v->setChannelVolume(1, 0.5f);
+            v->setChannelVolume(5, 0.5f);
+        },
         [](CVolumeControl* v) { v->setMute(1, true); },
         [](CVolumeControl* v) {
             v->setMute(1, false);
             v->setChannelVolume(1, 1.0f);
+            v->setChannelVolume(5, 1.0f);
         },
         [](CVolumeControl* v) { v->setMasterVolume(0.25f); },
         [](CVolumeControl* v) { v->setMasterVolume(1.0f); },
@@ -236,6 +250,7 @@ TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
     };
     const int sets[] = {3, 3, 0, 0, 0, 1, 0, 2, 2, 0, 0, 0};
     Noise noise(10);
+    CMaxValue* level = g.maxValue(CAudioGraph::stageOutputLevel);
     for (int block = 0; block < int(std::size(sets)); ++block) {
         for (CVolumeControl* v : {volume, &full.volume})
             changes[std::size_t(block) % std::size(changes)](v);
@@ -243,9 +258,17 @@ TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
         full.setHighpass(sets[block]);
         ASSERT_EQ(rig.run(noise), vkOk);
         full.run(rig.in);
-        for (int b = 0; b < 4; ++b)
+        for (int b = 0; b < kOutputs; ++b)
             ASSERT_EQ(maxDifference(rig.out.pointers[b], full.filtered.pointers[b], kBlock), 0.0f)
                 << "block " << block << " beam " << b;
+        const std::vector<float> levels = peaks(level, kBeams);
+        for (int b = kOutputs; b < kBeams; ++b) {
+            const float* beam = full.filtered.pointers[b];
+            const float peak = std::fabs(*std::max_element(beam, beam + kBlock, [](float x, float y) {
+                return std::fabs(x) < std::fabs(y);
+            }));
+            ASSERT_EQ(levels[b], peak) << "block " << block << " beam " << b;
+        }
     }
 }
 
