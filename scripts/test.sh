@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs the whole test suite.
+# Installs what is missing, builds, and runs the whole test suite; then starts and closes
+# the application repeatedly under AddressSanitizer with leak checking (build-asan).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh
 ctest --test-dir build --output-on-failure -j 2 "$@"
+scripts/build.sh --asan app_lifecycle_tests
+ctest --test-dir build-asan --output-on-failure -R '^app_lifecycle_tests$'
