@@ -21,7 +21,7 @@ QtMessageHandler gDefaultHandler = nullptr;
 void holdStartupMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
 {
     if (type != QtFatalMsg) {
-        gStartupMessages << text.section(QLatin1Char('\n'), 0, 0);
+        gStartupMessages << text;
         return;
     }
     const QString first = gStartupMessages.isEmpty() ? text : gStartupMessages.first();
