@@ -1,8 +1,9 @@
 // The whole application started and closed several times in one process: on the emulated
 // hardware, on a test driver with a file as input, and on a JACK server. Each run plays,
-// records both sinks, stops, answers the close question and is deleted; afterwards every
-// thread it started (box, clock, disk, JACK) has ended, no object it made is left, and no
-// timer runs. Built with AddressSanitizer, the process must also end without a leak.
+// records, answers the close question and is deleted, stopped first or closed while it
+// runs; afterwards its takes are whole wave files, every thread it started (box, clock,
+// disk, JACK) has ended, no object it made is left, and no timer runs. Built with
+// AddressSanitizer, the process must also end without a leak.
 
 #include "app/CZircApp.h"
 #include "audiofile/CAudioFile.h"
@@ -22,7 +23,6 @@
 #include <QAbstractEventDispatcher>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFileInfo>
 #include <QLabel>
 #include <QPixmapCache>
 #include <QPushButton>
@@ -108,17 +108,21 @@ protected:
         for (int sink : mSinks)
             app->recordingSinks()->sinkSwitch(sink)->setChecked(true);
         press(CAudioTransport::RecordButton);
+        mTakes.clear();
+        for (int sink : mSinks)
+            mTakes << dir.file(app->recordingSinks()->fileLabel(sink)->text());
     }
-    // Record off and Stop; both takes reached their files.
     void stopRecordingAndPlaying()
     {
         press(CAudioTransport::RecordButton);
         press(CAudioTransport::StopButton);
         EXPECT_FALSE(hostIsRunning());
-        for (int sink : mSinks) {
-            const QFileInfo take(dir.file(app->recordingSinks()->fileLabel(sink)->text()));
-            EXPECT_GT(take.size(), 1000) << take.filePath().toStdString();
-        }
+    }
+    // Each take is a wave file whose header holds at least what was recorded.
+    void expectTakesWritten()
+    {
+        for (const QString& take : mTakes)
+            EXPECT_GE(soxFrames(take), kRecordFrames) << take.toStdString();
         EXPECT_TRUE(dialogs.warnings.empty()) << dialogs.warningTexts().join(u' ').toStdString();
     }
     // Another pattern on the first track makes the close ask; Discard closes without a
@@ -193,6 +197,7 @@ protected:
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
     std::vector<int> mSinks; // recording
+    QStringList mTakes;      // their files
 };
 int Lifecycle::sThreads = 0;
 int Lifecycle::sRunsEnded = 0;
@@ -200,22 +205,33 @@ std::unique_ptr<QObjectCensus> Lifecycle::sCensus;
 } // namespace
 
 // No ini file: the emulated box and its driver. Running, the box thread and the emulated
-// clock are there beside what the process had.
+// clock are there beside what the process had. Each run ends another way: stopped, closed
+// while recording, closed while playing after its outputs were rebuilt, or stopped with
+// the options window open.
 TEST_F(Lifecycle, TheEmulatedHardwareRunsAndClosesFourTimes)
 {
+    enum Ending { Stopped, ClosedRecording, RebuiltClosedPlaying, OptionsOpen };
     fake.config.names.clear();
-    for (int run = 0; run < 4; ++run) {
-        SCOPED_TRACE(run);
+    for (int ending : {Stopped, ClosedRecording, RebuiltClosedPlaying, OptionsOpen}) {
+        SCOPED_TRACE(ending);
         QFile::remove(dir.file(kIni));
         const std::set<QObject*> before = sCensus->alive();
         ASSERT_NO_FATAL_FAILURE(open());
         press(CAudioTransport::PlayButton);
         ASSERT_TRUE(hostIsRunning());
         EXPECT_GE(processThreads(), sThreads + 2) << threadNames();
+        if (ending == RebuiltClosedPlaying)
+            app->updateZibOutputGroups(7, 4);
+        if (ending == OptionsOpen)
+            app->options();
         startRecording();
         EXPECT_TRUE(QTest::qWaitFor([&] { return takesRecorded(); }, 10000));
-        stopRecordingAndPlaying();
+        if (ending == RebuiltClosedPlaying)
+            press(CAudioTransport::RecordButton);
+        if (ending == Stopped || ending == OptionsOpen)
+            stopRecordingAndPlaying();
         ASSERT_NO_FATAL_FAILURE(closeAnsweringTheQuestion());
+        expectTakesWritten();
         expectNothingLeftSince(before);
     }
 }
@@ -251,10 +267,12 @@ TEST_F(Lifecycle, ATestDriverPlayingAFileRunsAndCloses)
     EXPECT_TRUE(takesRecorded());
     stopRecordingAndPlaying();
     ASSERT_NO_FATAL_FAILURE(closeAnsweringTheQuestion());
+    expectTakesWritten();
     expectNothingLeftSince(before);
 }
 
-// Emulation off and a JACK server the only audio: its client and threads end at close.
+// Emulation off and a JACK server the only audio: closed while it records, the client and
+// its threads end and the takes are finished.
 TEST_F(Lifecycle, AJackClientRunsAndCloses)
 {
     DummyJackServer server;
@@ -275,8 +293,8 @@ TEST_F(Lifecycle, AJackClientRunsAndCloses)
     EXPECT_GT(processThreads(), threads) << threadNames();
     startRecording();
     EXPECT_TRUE(QTest::qWaitFor([&] { return takesRecorded(); }, 10000));
-    stopRecordingAndPlaying();
     ASSERT_NO_FATAL_FAILURE(closeAnsweringTheQuestion());
+    expectTakesWritten();
     EXPECT_EQ(threads, sThreads);
     expectNothingLeftSince(before);
 }
