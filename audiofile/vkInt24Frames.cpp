@@ -102,12 +102,12 @@ void Int24FramesKernel(const std::uint8_t* src, float* const* channels, std::siz
                        float factor)
 {
     std::size_t tiled = 0;
-    if (count >= 4) {
 #if HWY_TARGET != HWY_SCALAR
+    if (count >= 4) {
         tiled = decodeTiles(hn::ScalableTag<float>(), src, channels, frames, count, factor, 0);
         tiled = decodeTiles(hn::FixedTag<float, 4>(), src, channels, frames, count, factor, tiled);
-#endif
     }
+#endif
     for (std::size_t f = 0; f < tiled; ++f)
         for (std::size_t c = count - count % 4; c < count; ++c)
             decodeOne(src, channels, count, f, c, factor);
