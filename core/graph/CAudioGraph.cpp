@@ -499,13 +499,13 @@ int CAudioGraph::deliveredBeams() const { return std::min(mOutFormat.channels(),
 
 // The beams that reach the driver are made in the driver's outputs themselves, the others
 // in the beamformer's own buffer: the output bus points at each for this block, and no
-// copy follows.
+// copy follows. An output the driver leaves out (a null channel) gets nothing.
 void CAudioGraph::pointBeamsAt(float** out)
 {
     float** beams = mOutputBus->data();
     const int direct = deliveredBeams();
     for (int i = 0; i < mMaxBeams; ++i)
-        beams[i] = i < direct ? out[i] : mStageOut[stageBeamformer]->channel(i);
+        beams[i] = i < direct && out[i] ? out[i] : mStageOut[stageBeamformer]->channel(i);
 }
 
 int CAudioGraph::processBeams(int frames)

@@ -147,6 +147,23 @@ TEST(GraphProcess, FailingInputStageEndsTheBlockAfterTheOffset)
     EXPECT_EQ(maxDifference(g.inputBus()->channel(0), expected.data(), kBlock), 0.0f);
 }
 
+// Beams are made in the driver's outputs: one the driver leaves out is skipped, and the
+// others carry what a twin graph with every output gives.
+TEST(GraphProcess, AnOutputTheDriverLeavesOutIsSkipped)
+{
+    Rig rig(4), twin(4);
+    ASSERT_EQ(rig.graph.setNumBeams(4), vkOk);
+    ASSERT_EQ(twin.graph.setNumBeams(4), vkOk);
+    rig.out.pointers[1] = nullptr;
+    Noise noise(8), twinNoise(8);
+    for (int block = 0; block < 2; ++block) {
+        ASSERT_EQ(rig.run(noise), vkOk);
+        ASSERT_EQ(twin.run(twinNoise), vkOk);
+    }
+    for (int ch : {0, 2, 3})
+        EXPECT_EQ(maxDifference(rig.out.pointers[ch], twin.out.pointers[ch], kBlock), 0.0f) << "output " << ch;
+}
+
 TEST(GraphProcess, FileModeNeverReadsTheDriverInput)
 {
     Rig rig(2, CAudioGraph::inputFile);
