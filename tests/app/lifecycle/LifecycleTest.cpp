@@ -79,6 +79,7 @@ protected:
     {
         sThreads = processThreads();
         sCensus = std::make_unique<QObjectCensus>();
+        sRunsEnded = 0; // a new census knows nothing of earlier runs
     }
     static void TearDownTestSuite() { sCensus.reset(); }
 
@@ -188,8 +189,8 @@ protected:
         EXPECT_TRUE(dispatcher->registeredTimers(qApp).isEmpty());
     }
 
-    static int sThreads;   // before the first run of the process
-    static int sRunsEnded; // runs of the process checked so far
+    static int sThreads;   // before the suite's first run
+    static int sRunsEnded; // runs checked since the census began
     static std::unique_ptr<QObjectCensus> sCensus;
 
     WorkingDirectory dir;
