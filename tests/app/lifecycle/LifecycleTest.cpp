@@ -98,20 +98,20 @@ protected:
     void press(CAudioTransport::Button which) { app->transport()->button(which)->click(); }
     bool takesRecorded() const
     {
-        for (int sink : mSinks)
+        for (int sink : sinks)
             if (app->graph()->audioFile(CAudioGraph::sinkStage(sink))->position() < kRecordFrames)
                 return false;
         return true;
     }
-    void startRecording(std::initializer_list<int> sinks = {CAudioGraph::sinkArray, CAudioGraph::sinkBeams})
+    void startRecording(std::initializer_list<int> which = {CAudioGraph::sinkArray, CAudioGraph::sinkBeams})
     {
-        mSinks = sinks;
-        for (int sink : mSinks)
+        sinks = which;
+        for (int sink : sinks)
             app->recordingSinks()->sinkSwitch(sink)->setChecked(true);
         press(CAudioTransport::RecordButton);
-        mTakes.clear();
-        for (int sink : mSinks)
-            mTakes << dir.file(app->recordingSinks()->fileLabel(sink)->text());
+        takes.clear();
+        for (int sink : sinks)
+            takes << dir.file(app->recordingSinks()->fileLabel(sink)->text());
     }
     void stopRecordingAndPlaying()
     {
@@ -122,7 +122,7 @@ protected:
     // Each take is a wave file whose header holds at least what was recorded.
     void expectTakesWritten()
     {
-        for (const QString& take : mTakes)
+        for (const QString& take : takes)
             EXPECT_GE(soxFrames(take), kRecordFrames) << take.toStdString();
         EXPECT_TRUE(dialogs.warnings.empty()) << dialogs.warningTexts().join(u' ').toStdString();
     }
@@ -197,8 +197,8 @@ protected:
     DialogLog dialogs;
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
-    std::vector<int> mSinks; // recording
-    QStringList mTakes;      // their files
+    std::vector<int> sinks; // recording
+    QStringList takes;      // their files
 };
 int Lifecycle::sThreads = 0;
 int Lifecycle::sRunsEnded = 0;
