@@ -7,12 +7,14 @@
 #include "hwy/highway.h"
 
 #include "audiofile/vkInt24Frames.h"
+#include "core/primitives/HwyBlocks-inl.h"
 
 #include <cstddef>
 
 HWY_BEFORE_NAMESPACE();
 namespace vk::int24::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
+namespace blocks = vk::blocks::HWY_NAMESPACE;
 
 HWY_INLINE std::int32_t codeAt(const std::uint8_t* b)
 {
@@ -21,19 +23,6 @@ HWY_INLINE std::int32_t codeAt(const std::uint8_t* b)
 }
 
 #if HWY_TARGET != HWY_SCALAR
-// Block b of the vector holds the sixteen bytes at p + b * stride.
-template <class D8>
-HWY_INLINE hn::Vec<D8> loadBlocks(D8 d8, const std::uint8_t* p, std::size_t stride)
-{
-    if constexpr (hn::MaxLanes(D8()) <= 16) {
-        return hn::LoadU(d8, p);
-    } else {
-        const hn::Half<D8> dh;
-        const std::size_t lowBlocks = hn::MaxLanes(dh) / 16;
-        return hn::Combine(d8, loadBlocks(dh, p + lowBlocks * stride, stride), loadBlocks(dh, p, stride));
-    }
-}
-
 // Four channels, c to c + 3, of 4 x blocks frames from f on. Row r holds in block b the
 // channels of frame f + 4b + r: twelve bytes go to the top three bytes of four 32-bit
 // lanes, an arithmetic shift brings them down with their sign, then they are converted
@@ -46,24 +35,21 @@ HWY_INLINE void decodeTile(DF df, const std::uint8_t* src, std::size_t rowBytes,
 {
     const hn::Repartition<std::uint8_t, DF> d8;
     const hn::Repartition<std::int32_t, DF> di;
-    const hn::Repartition<std::uint64_t, DF> d64;
     alignas(16) static constexpr std::uint8_t kSpread[16] = {0, 0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11};
     const auto spread = hn::LoadDup128(d8, kSpread);
     const auto scale = hn::Set(df, factor);
     const std::uint8_t* first = src + f * rowBytes + 3 * c;
     const auto row = [&](std::size_t r) {
-        const auto bytes = hn::TableLookupBytes(loadBlocks(d8, first + r * rowBytes, 4 * rowBytes), spread);
+        const auto at = [&](std::size_t b) { return first + r * rowBytes + b * 4 * rowBytes; };
+        const auto bytes = hn::TableLookupBytes(blocks::LoadBlocks(d8, at), spread);
         return hn::Mul(hn::ConvertTo(df, hn::ShiftRight<8>(hn::BitCast(di, bytes))), scale);
     };
-    const auto r0 = row(0), r1 = row(1), r2 = row(2), r3 = row(3);
-    const auto low01 = hn::BitCast(d64, hn::InterleaveLower(df, r0, r1));
-    const auto low23 = hn::BitCast(d64, hn::InterleaveLower(df, r2, r3));
-    const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(df, r0, r1));
-    const auto high23 = hn::BitCast(d64, hn::InterleaveUpper(df, r2, r3));
-    hn::StoreU(hn::BitCast(df, hn::InterleaveLower(d64, low01, low23)), df, channels[c] + f);
-    hn::StoreU(hn::BitCast(df, hn::InterleaveUpper(d64, low01, low23)), df, channels[c + 1] + f);
-    hn::StoreU(hn::BitCast(df, hn::InterleaveLower(d64, high01, high23)), df, channels[c + 2] + f);
-    hn::StoreU(hn::BitCast(df, hn::InterleaveUpper(d64, high01, high23)), df, channels[c + 3] + f);
+    auto v0 = row(0), v1 = row(1), v2 = row(2), v3 = row(3);
+    blocks::Transpose4x4InBlocks(df, v0, v1, v2, v3);
+    hn::StoreU(v0, df, channels[c] + f);
+    hn::StoreU(v1, df, channels[c + 1] + f);
+    hn::StoreU(v2, df, channels[c + 2] + f);
+    hn::StoreU(v3, df, channels[c + 3] + f);
 }
 
 // Whole tiles from frame `from` on, while a frame stays behind the tile; gives the first

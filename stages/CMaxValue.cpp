@@ -6,6 +6,7 @@
 
 #include "hwy/highway.h"
 
+#include "core/primitives/HwyBlocks-inl.h"
 #include "stages/CMaxValue.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace vk::levels::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
+namespace blocks = vk::blocks::HWY_NAMESPACE;
 
 constexpr std::size_t kRow = CMaxValue::laneCount;
 
@@ -34,36 +36,17 @@ HWY_INLINE void stepLane(V x, V& e, V& p, V up, V down)
 }
 
 #if HWY_TARGET != HWY_SCALAR
-// Block b of the vector: the four samples from frame f on of the channel lanes[4 * b].
-template <class D>
-HWY_INLINE hn::Vec<D> loadBlocks(D d, const float* const* lanes, std::size_t f)
-{
-    if constexpr (hn::MaxLanes(D()) <= 4) {
-        return hn::LoadU(d, lanes[0] + f);
-    } else {
-        const hn::Half<D> dh;
-        constexpr std::size_t lowBlocks = hn::MaxLanes(dh) / 4;
-        return hn::Combine(d, loadBlocks(dh, lanes + 4 * lowBlocks, f), loadBlocks(dh, lanes, f));
-    }
-}
-
 // Four frames from f on of the channels lanes[0 .. L-1], one vector per frame with the
-// channels in lane order: row k holds channel 4b + k in block b, and a 4 x 4 transpose
-// inside every block turns the rows into frames.
+// channels in lane order: row k holds in block b the four samples of channel 4b + k, and
+// a 4 x 4 transpose inside every block turns the rows into frames.
 template <class D>
 HWY_INLINE void loadFrames(D d, const float* const* lanes, std::size_t f, hn::Vec<D>* x)
 {
-    const hn::Repartition<std::uint64_t, D> d64;
-    const auto r0 = loadBlocks(d, lanes, f), r1 = loadBlocks(d, lanes + 1, f);
-    const auto r2 = loadBlocks(d, lanes + 2, f), r3 = loadBlocks(d, lanes + 3, f);
-    const auto low01 = hn::BitCast(d64, hn::InterleaveLower(d, r0, r1));
-    const auto low23 = hn::BitCast(d64, hn::InterleaveLower(d, r2, r3));
-    const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(d, r0, r1));
-    const auto high23 = hn::BitCast(d64, hn::InterleaveUpper(d, r2, r3));
-    x[0] = hn::Abs(hn::BitCast(d, hn::InterleaveLower(d64, low01, low23)));
-    x[1] = hn::Abs(hn::BitCast(d, hn::InterleaveUpper(d64, low01, low23)));
-    x[2] = hn::Abs(hn::BitCast(d, hn::InterleaveLower(d64, high01, high23)));
-    x[3] = hn::Abs(hn::BitCast(d, hn::InterleaveUpper(d64, high01, high23)));
+    for (std::size_t k = 0; k < 4; ++k)
+        x[k] = blocks::LoadBlocks(d, [&](std::size_t b) { return lanes[k + 4 * b] + f; });
+    blocks::Transpose4x4InBlocks(d, x[0], x[1], x[2], x[3]);
+    for (std::size_t k = 0; k < 4; ++k)
+        x[k] = hn::Abs(x[k]);
 }
 #endif
 
