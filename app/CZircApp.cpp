@@ -54,6 +54,8 @@ constexpr int kTrackControls = 15;
 constexpr int kTrackColumns = 255;
 const QString kBeamTrackQuestion =
     QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
+// A file is the array signal already: the graph records the array in live mode only.
+const QString kArrayLiveOnly = QStringLiteral("The array signal is recorded in live mode only.");
 const QString kWriteFailure =
     QStringLiteral("Recording stopped: %1 could not be written (%2).\nThe file holds everything recorded until then.");
 
@@ -321,6 +323,7 @@ void CZircApp::updateDisplays()
                        static_cast<QWidget*>(mBeamSelection), static_cast<QWidget*>(mAzimuthDisplay),
                        static_cast<QWidget*>(mElevationDisplay)})
         w->setEnabled(beams);
+    mRecordingSinks->setAvailable(CAudioGraph::sinkArray, !file, kArrayLiveOnly);
     mInputVolume->setEnabled(!file);
     mInputSource->setFileControlsEnabled(file);
     mInputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageInputLevel) : nullptr);

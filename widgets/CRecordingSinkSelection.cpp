@@ -14,6 +14,7 @@ CRecordingSinkSelection::CRecordingSinkSelection(const QStringList& captions, QW
         mDirectories << QStringLiteral("./");
         mBaseNames << QStringLiteral("file") + QString::number(i);
         mNameFlags.push_back(WithDate | WithTime);
+        mHeldChecks.push_back(false);
 
         mSwitches.push_back(new QCheckBox(captions[i], this));
         mTimeLabels.push_back(new QLabel(this));
@@ -63,6 +64,24 @@ QString CRecordingSinkSelection::filePath(int sinkIndex)
     mFileLabels[sinkIndex]->setText(name);
     const QString& directory = mDirectories[sinkIndex];
     return directory.isEmpty() ? name : QDir(directory).filePath(name);
+}
+
+void CRecordingSinkSelection::setAvailable(int sinkIndex, bool available, const QString& reason)
+{
+    if (!validIndex(sinkIndex))
+        return;
+    QCheckBox* sinkSwitch = mSwitches[sinkIndex];
+    if (sinkSwitch->isEnabledTo(this) == available)
+        return;
+    if (available) {
+        sinkSwitch->setChecked(mHeldChecks[sinkIndex]);
+        sinkSwitch->setToolTip({});
+    } else {
+        mHeldChecks[sinkIndex] = sinkSwitch->isChecked();
+        sinkSwitch->setChecked(false);
+        sinkSwitch->setToolTip(reason);
+    }
+    sinkSwitch->setEnabled(available);
 }
 
 void CRecordingSinkSelection::setClock(Clock clock)

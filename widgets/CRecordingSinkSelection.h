@@ -29,6 +29,12 @@ public:
     // fileName in the sink's directory; the sink's label shows the name.
     QString filePath(int sinkIndex);
 
+    // A sink that cannot record at present: its switch is unchecked and disabled, with the
+    // reason as its tooltip; made available again, the switch is enabled and checked as the
+    // user left it. The switch stays disabled while the whole selection is disabled and
+    // enabled again around it.
+    void setAvailable(int sinkIndex, bool available, const QString& reason = {});
+
     // The source of the present date and time; the system clock unless replaced.
     void setClock(Clock clock);
 
@@ -50,6 +56,7 @@ private:
     QStringList mBaseNames;
     std::vector<int> mNameFlags;
     std::vector<QCheckBox*> mSwitches;
+    std::vector<bool> mHeldChecks; // of each unavailable sink, its check before
     std::vector<QLabel*> mTimeLabels;
     std::vector<QLabel*> mFileLabels;
     int mFs = 1;

@@ -6,6 +6,7 @@
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
 #include "tests/app/MainWindowFixture.h"
+#include "tests/support/SoxWave.h"
 #include "widgets/CAudioFileNavigator.h"
 #include "widgets/CBeamSelectionTrack.h"
 #include "widgets/CInputSourceSelection.h"
@@ -20,7 +21,6 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
-#include <QProcess>
 #include <QRadioButton>
 #include <QSplitter>
 
@@ -29,18 +29,6 @@ const QString kIni = QStringLiteral("vantoria.ini");
 const QString kQuestion =
     QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
 
-// A two-second sine of `channels` channels at 44.1 kHz, 24 bits, made by sox.
-bool makeWave(const QString& file, int channels)
-{
-    QProcess sox;
-    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                      QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
-                                      QStringLiteral("24"), file, QStringLiteral("synth"), QStringLiteral("2"),
-                                      QStringLiteral("sine"), QStringLiteral("440")});
-    return sox.waitForFinished(10000) && sox.exitCode() == 0;
-}
-
-using apptest::soxInfo;
 using MainWindowTest = MainWindowFixture;
 } // namespace
 
@@ -171,8 +159,8 @@ TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidg
 {
     const QString sixteen = dir.file(QStringLiteral("sixteen.wav"));
     const QString full = dir.file(QStringLiteral("full.wav"));
-    ASSERT_TRUE(makeWave(sixteen, 16));
-    ASSERT_TRUE(makeWave(full, 32));
+    ASSERT_TRUE(makeSoxSine(sixteen, 16, 2));
+    ASSERT_TRUE(makeSoxSine(full, 32, 2));
     ASSERT_NO_FATAL_FAILURE(open());
     const std::initializer_list<QWidget*> beamWidgets = {app->beamSelection(), app->azimuthDisplay(),
                                                          app->elevationDisplay(), app->outputVolume(),
@@ -224,6 +212,53 @@ TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidg
     const CZircSettings written = CZircSettings::load(kIni);
     EXPECT_EQ(written.mInputMode, 0);
     EXPECT_EQ(written.mSensorFile, full);
+}
+
+// A file is the array signal already: its sink is off in file mode, through a recording,
+// and the user's choice comes back with live input.
+TEST_F(MainWindowTest, TheArraySinkIsOffInFileModeAndComesBackLive)
+{
+    const QString full = dir.file(QStringLiteral("full.wav"));
+    ASSERT_TRUE(makeSoxSine(full, 32, 2));
+    ASSERT_NO_FATAL_FAILURE(open());
+    CRecordingSinkSelection* sinks = app->recordingSinks();
+    QCheckBox* array = sinks->sinkSwitch(CAudioGraph::sinkArray);
+    QCheckBox* beams = sinks->sinkSwitch(CAudioGraph::sinkBeams);
+    EXPECT_TRUE(array->isEnabled());
+    array->setChecked(true);
+    beams->setChecked(true);
+
+    app->inputSource()->modeButton(CInputSourceSelection::File)->click();
+    dialogs.fileAnswer = full;
+    app->inputSource()->loadButton()->click();
+    ASSERT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    ASSERT_TRUE(sinks->isEnabled());
+    EXPECT_FALSE(array->isEnabled());
+    EXPECT_FALSE(array->isChecked());
+    EXPECT_TRUE(array->toolTip().contains(QStringLiteral("live mode only"))) << array->toolTip().toStdString();
+    EXPECT_TRUE(beams->isEnabled());
+    EXPECT_TRUE(beams->isChecked());
+
+    // The selection is disabled while recording and enabled after; the array's switch
+    // stays off, and only the beams' file is written.
+    press(CAudioTransport::PlayButton);
+    press(CAudioTransport::RecordButton);
+    EXPECT_FALSE(sinks->isEnabled());
+    QTest::qWait(300);
+    press(CAudioTransport::RecordButton);
+    press(CAudioTransport::StopButton);
+    EXPECT_TRUE(sinks->isEnabled());
+    EXPECT_FALSE(array->isEnabled());
+    EXPECT_TRUE(sinks->fileLabel(CAudioGraph::sinkArray)->text().isEmpty());
+    const QString out = dir.file(sinks->fileLabel(CAudioGraph::sinkBeams)->text());
+    EXPECT_EQ(soxInfo(out, "-c"), app->beamSelection()->numTracks());
+    EXPECT_TRUE(QDir(dir.path()).entryList({QStringLiteral("mic*")}, QDir::Files).isEmpty());
+
+    app->inputSource()->modeButton(CInputSourceSelection::Live)->click();
+    EXPECT_TRUE(array->isEnabled());
+    EXPECT_TRUE(array->isChecked());
+    EXPECT_TRUE(array->toolTip().isEmpty());
+    EXPECT_TRUE(dialogs.warnings.empty());
 }
 
 TEST_F(MainWindowTest, ChangingOutputsWhilePlayingKeepsWhatTheWidgetsShow)
