@@ -8,7 +8,6 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -59,17 +58,6 @@ inline QByteArray readText(const QString& path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-// One figure of a wave file as sox reports it ("-c" channels, "-s" frames, "-r" rate);
-// -1 when sox cannot read the file.
-inline long soxInfo(const QString& file, const char* option)
-{
-    QProcess soxi;
-    soxi.start(QStringLiteral("soxi"), {QString::fromLatin1(option), file});
-    if (!soxi.waitForFinished(10000) || soxi.exitCode() != 0)
-        return -1;
-    return soxi.readAllStandardOutput().trimmed().toLong();
 }
 
 // Answers every dialog of the application and records what was asked.

@@ -8,19 +8,11 @@
 #include "device/vkHost.h"
 #include "stages/CMaxValue.h"
 #include "tests/app/AppTestSupport.h"
+#include "tests/support/DummyJackServer.h"
 
 #include <QTest>
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <string>
-#include <thread>
-
-extern char** environ;
+#include <optional>
 
 using apptest::DialogLog;
 using apptest::WorkingDirectory;
@@ -28,38 +20,21 @@ using apptest::WorkingDirectory;
 namespace {
 class JackStartup : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        const std::string name = "vantoria-app-test-" + std::to_string(getpid());
-        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
-        const char* argv[] = {"jackd", "-n", name.c_str(), "-d", "dummy", "-r", "44100", "-p", "512", nullptr};
-        if (posix_spawnp(&sServer, "jackd", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
-            sServer = 0;
-        for (int i = 0; i < 100 && sServer && !CJackDriver::serverReachable(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    static void TearDownTestSuite()
-    {
-        if (sServer) {
-            kill(sServer, SIGTERM);
-            waitpid(sServer, nullptr, 0);
-        }
-    }
+    static void SetUpTestSuite() { sServer.emplace(); }
+    static void TearDownTestSuite() { sServer.reset(); }
     void SetUp() override
     {
-        ASSERT_NE(sServer, 0) << "jackd did not start";
-        ASSERT_TRUE(CJackDriver::serverReachable()) << "jackd does not answer";
+        ASSERT_TRUE(sServer->running()) << "jackd did not start or does not answer";
         CZircSettings s;
         s.mEmulateHardware = false;
         s.write(QStringLiteral("vantoria.ini"));
     }
     void TearDown() override { hostInit(); }
 
-    static pid_t sServer;
+    static inline std::optional<DummyJackServer> sServer;
     WorkingDirectory dir;
     DialogLog dialogs;
 };
-pid_t JackStartup::sServer = 0;
 } // namespace
 
 TEST_F(JackStartup, TheServerIsOfferedOpenedAndRuns)

@@ -4,30 +4,15 @@
 // file the beamformer does not take shows a note instead.
 
 #include "app/CSoundMapFeed.h"
-#include "app/CZircApp.h"
-#include "beamformer/CKorvane.h"
-#include "beamformer/CZirc.h"
-#include "core/graph/CAudioGraph.h"
-#include "device/vkHost.h"
-#include "tests/app/AppTestSupport.h"
-#include "tests/device/CFakeDriver.h"
-#include "widgets/CAudioTransport.h"
-#include "widgets/CBeamDisplayAzimuth.h"
-#include "widgets/CBeamDisplayElevation.h"
-#include "widgets/CBeamSelection.h"
+#include "tests/app/MainWindowFixture.h"
+#include "tests/support/SoxWave.h"
 #include "widgets/CInputSourceSelection.h"
 
-#include <QProcess>
-#include <QPushButton>
 #include <QRadioButton>
-#include <QTest>
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-
-using apptest::DialogLog;
-using apptest::WorkingDirectory;
 
 namespace {
 struct Direction {
@@ -63,34 +48,10 @@ double worstSourceMiss(const SoundMapFrame& frame)
     return worst;
 }
 
-class SoundMapWindowTest : public ::testing::Test {
+class SoundMapWindowTest : public MainWindowFixture {
 protected:
-    void TearDown() override
-    {
-        app.reset();
-        hostInit();
-    }
-    void open()
-    {
-        fake.config.names.clear();
-        app = std::make_unique<CZircApp>();
-        app->resize(app->sizeHint());
-        app->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(app.get()));
-    }
-    void press(CAudioTransport::Button which) { app->transport()->button(which)->click(); }
     const SoundMapFrame& shownMap() const { return app->azimuthDisplay()->soundMap().frame(); }
     bool mapOnSources() const { return shownMap().peaks.size() >= 3 && worstSourceMiss(shownMap()) <= 5.0; }
-    QPoint azimuthAt(double degrees) const
-    {
-        const double a = degrees * std::numbers::pi / 180.0;
-        return app->azimuthDisplay()->toWidget(QPointF(45.0 * std::cos(a), -45.0 * std::sin(a))).toPoint();
-    }
-
-    WorkingDirectory dir;
-    DialogLog dialogs;
-    CFakeBackend fake;
-    std::unique_ptr<CZircApp> app;
 };
 } // namespace
 
@@ -105,7 +66,7 @@ TEST_F(SoundMapWindowTest, TheLiveMapFindsTheSourcesSteersTheActiveBeamAndOutliv
     // The second track takes the peak nearest to the double click at 150 degrees; the
     // first stays where it was, and picking it moves the map's plane back.
     CBeamSelection* tracks = app->beamSelection();
-    QTest::mouseClick(tracks->track(1), Qt::LeftButton, {}, QPoint(2, 2));
+    pick(1);
     ASSERT_EQ(tracks->activeTrack(), 1);
     QTest::mouseDClick(app->azimuthDisplay(), Qt::LeftButton, {}, azimuthAt(150));
     const Direction steered{double(tracks->theta(1)), double(tracks->phi(1))};
@@ -116,7 +77,7 @@ TEST_F(SoundMapWindowTest, TheLiveMapFindsTheSourcesSteersTheActiveBeamAndOutliv
     EXPECT_NEAR(app->azimuthDisplay()->plot(1)->mPhi, steered.phi, 0.5);
     EXPECT_EQ(app->elevationDisplay()->mapPlane(), tracks->phi(1));
     EXPECT_EQ(tracks->phi(0), 0);
-    QTest::mouseClick(tracks->track(0), Qt::LeftButton, {}, QPoint(2, 2));
+    pick(0);
     EXPECT_EQ(app->elevationDisplay()->mapPlane(), 0);
 
     // MUSIC chosen on one display is ticked on the other, and outlives a rebuild while
@@ -139,11 +100,7 @@ TEST_F(SoundMapWindowTest, TheLiveMapFindsTheSourcesSteersTheActiveBeamAndOutliv
 TEST_F(SoundMapWindowTest, AFileOfSixteenChannelsShowsANoteAndNoMap)
 {
     const QString sixteen = dir.file(QStringLiteral("sixteen.wav"));
-    QProcess sox;
-    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                      QStringLiteral("-c"), QStringLiteral("16"), sixteen, QStringLiteral("synth"),
-                                      QStringLiteral("2"), QStringLiteral("sine"), QStringLiteral("440")});
-    ASSERT_TRUE(sox.waitForFinished(10000) && sox.exitCode() == 0);
+    ASSERT_TRUE(makeSoxSine(sixteen, 16, 2));
     ASSERT_NO_FATAL_FAILURE(open());
     EXPECT_TRUE(app->azimuthDisplay()->soundMap().note().isEmpty());
 

@@ -6,24 +6,15 @@
 #include "app/CZircApp.h"
 #include "device/vkHost.h"
 #include "device/vkHostState.h"
-#include "tests/app/AppTestSupport.h"
-#include "tests/device/CFakeDriver.h"
+#include "tests/app/robustness/FakeDriverSession.h"
 
 #include <QRegularExpression>
 #include <QTest>
 
-using apptest::DialogLog;
-using apptest::WorkingDirectory;
-
 namespace {
 
-class StatusLineTest : public ::testing::Test {
+class StatusLineTest : public FakeDriverSession {
 protected:
-    void TearDown() override
-    {
-        app.reset();
-        hostInit();
-    }
     QString line() const { return app->statusLine()->text(); }
     // The figure after `label` in the line; -1 when it is not there.
     int figure(const QString& label) const
@@ -33,11 +24,6 @@ protected:
     }
     // Lets the window's timer run a few times.
     static void ticks(int count) { QTest::qWait(count * CZircApp::kTimerMs); }
-
-    WorkingDirectory dir;
-    DialogLog dialogs;
-    CFakeBackend fake;
-    std::unique_ptr<CZircApp> app;
 };
 
 TEST_F(StatusLineTest, ShowsTheEmulatedDeviceAndItsLoadWhileRunning)
@@ -68,15 +54,7 @@ TEST_F(StatusLineTest, ShowsTheEmulatedDeviceAndItsLoadWhileRunning)
 
 TEST_F(StatusLineTest, CountsACallbackThatCameWhileTheLastWasRunning)
 {
-    fake.config.names = {"Fake Driver"};
-    fake.config.inputs = 32;
-    fake.config.outputs = 18;
-    dialogs.itemAnswer = QStringLiteral("Fake Driver");
-    CZircSettings s = CZircSettings::defaults();
-    s.mEmulateHardware = false;
-    s.write(QStringLiteral("vantoria.ini"));
-    app = std::make_unique<CZircApp>();
-    ASSERT_EQ(app->graphResult(), 0);
+    ASSERT_NO_FATAL_FAILURE(open());
     EXPECT_TRUE(line().startsWith(QStringLiteral("Fake Driver"))) << line().toStdString();
 
     app->start();

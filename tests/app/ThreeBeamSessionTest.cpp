@@ -20,6 +20,7 @@
 #include "tests/app/MainWindowFixture.h"
 #include "tests/support/DefaultScene.h"
 #include "tests/support/SndfileWave.h"
+#include "tests/support/SoxWave.h"
 #include "tests/support/SourceSeparation.h"
 #include "widgets/CAudioFileNavigator.h"
 #include "widgets/CBeamSelectionTrack.h"
@@ -37,7 +38,6 @@
 
 #include <algorithm>
 
-using apptest::soxInfo;
 using sndfile_wave::Channels;
 using sndfile_wave::readWave;
 using source_separation::DryFit;

@@ -5,39 +5,14 @@
 #include "audiofile/CAudioFile.h"
 #include "audiofile/CWaveFile.h"
 #include "tests/audiofile/WaveTestSupport.h"
+#include "tests/support/CoreApplication.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QThread>
-
-#include <functional>
 #include <vector>
 
 namespace wavetest {
 
-inline QCoreApplication& application()
-{
-    static int argc = 1;
-    static char name[] = "audiofile_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication app(argc, argv);
-    return app;
-}
-
-// Runs the event loop until `done` holds or ten seconds pass; true when it held.
-inline bool runEventsUntil(const std::function<bool()>& done)
-{
-    application();
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > 10000)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::msleep(1);
-    }
-    return true;
-}
+using core_application::application;
+using core_application::runEventsUntil;
 
 // One block of `channels` channels of `frames` floats and its pointer array.
 struct Block {

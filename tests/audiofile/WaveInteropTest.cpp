@@ -2,8 +2,9 @@
 // a library; sox runs as a program when it is installed.
 
 #include "tests/audiofile/AudioFileHarness.h"
+#include "tests/support/SndfileWave.h"
+#include "tests/support/SoxWave.h"
 
-#include <QProcess>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -15,34 +16,9 @@ using namespace wavetest;
 
 namespace {
 
-// Runs sox with `arguments`; empty when sox isn't installed or fails.
-QByteArray runSox(const QStringList& arguments)
-{
-    if (QStandardPaths::findExecutable(QStringLiteral("sox")).isEmpty())
-        return QByteArray();
-    QProcess sox;
-    sox.start(QStringLiteral("sox"), arguments);
-    if (!sox.waitForFinished(30000) || sox.exitCode() != 0)
-        return QByteArray();
-    return sox.readAllStandardOutput();
-}
-
 bool haveSox()
 {
     return !QStandardPaths::findExecutable(QStringLiteral("sox")).isEmpty();
-}
-
-// Everything libsndfile reads from a file, as floats of full scale 1.0.
-std::vector<float> sndfileSamples(const QString& path, SF_INFO& info)
-{
-    info = SF_INFO{};
-    SNDFILE* file = sf_open(path.toLocal8Bit().constData(), SFM_READ, &info);
-    if (!file)
-        return {};
-    std::vector<float> samples(std::size_t(info.frames * info.channels));
-    sf_readf_float(file, samples.data(), info.frames);
-    sf_close(file);
-    return samples;
 }
 
 // What our playing node makes of a file, frame after frame.
@@ -100,9 +76,9 @@ TEST_P(RecordedChannels, OurRecordingsOpenInLibsndfileAndSoxWithTheirSamples)
 
     if (!haveSox())
         GTEST_SKIP() << "sox is not installed";
-    EXPECT_EQ(runSox({"--i", "-s", path}).trimmed().toLongLong(), frames);
-    EXPECT_EQ(runSox({"--i", "-c", path}).trimmed().toInt(), channels);
-    const QByteArray raw = runSox({path, "-t", "s32", "-"});
+    EXPECT_EQ(soxInfo(path, "-s"), frames);
+    EXPECT_EQ(soxInfo(path, "-c"), channels);
+    const QByteArray raw = runSox(QStringLiteral("sox"), {path, "-t", "s32", "-"}).value_or(QByteArray());
     ASSERT_EQ(raw.size(), frames * channels * 4);
     std::vector<std::int32_t> soxCodes(std::size_t(frames * channels));
     std::memcpy(soxCodes.data(), raw.constData(), std::size_t(raw.size()));
@@ -141,7 +117,7 @@ TEST(Interop, WePlayWhatLibsndfileWrites)
         sf_close(file);
 
         SF_INFO back{};
-        const std::vector<float> reference = sndfileSamples(path, back);
+        const std::vector<float> reference = sndfile_wave::readInterleaved(path, back);
         const std::vector<float> ours = playedSamples(path, channels, frames);
         ASSERT_EQ(ours.size(), reference.size());
         // 8-bit samples are unsigned and keep their offset of 128 here: one full scale.
@@ -181,7 +157,7 @@ TEST(Interop, TheirFilesWithChunkIdsInCapitalsAndOddChunksPlayTheSame)
     out.close();
 
     SF_INFO back{};
-    const std::vector<float> reference = sndfileSamples(original, back);
+    const std::vector<float> reference = sndfile_wave::readInterleaved(original, back);
     EXPECT_EQ(playedSamples(changed, channels, frames), reference);
 }
 
@@ -208,9 +184,9 @@ TEST(Interop, WePlayWhatSoxWrites)
         QStringList arguments{"-n", "-r", "44100", "-c", QString::number(c.channels)};
         arguments << c.output << path << "synth" << QString::number(frames) + "s" << "sine" << "300" << "sine"
                   << "1000" << "vol" << "0.8";
-        ASSERT_TRUE(runSox(arguments).isEmpty());
+        ASSERT_TRUE(runSox(QStringLiteral("sox"), arguments));
         SF_INFO info{};
-        const std::vector<float> reference = sndfileSamples(path, info);
+        const std::vector<float> reference = sndfile_wave::readInterleaved(path, info);
         ASSERT_EQ(info.channels, c.channels);
         ASSERT_GT(info.frames, frames / 2);
         const std::vector<float> ours = playedSamples(path, c.channels, info.frames);

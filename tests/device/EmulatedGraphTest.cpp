@@ -12,8 +12,7 @@
 #include "device/vkHost.h"
 #include "device/vkHostState.h"
 #include "tests/support/AllocationCounter.h"
-
-#include <QCoreApplication>
+#include "tests/support/CoreApplication.h"
 
 #include <gtest/gtest.h>
 
@@ -36,15 +35,6 @@ constexpr int kMaxLag = 1024;
 
 // Where the default scene puts its sources (theta, phi), in its order: tune, strokes, chirps.
 constexpr float kDirections[kSources][2] = {{90.0f, 30.0f}, {60.0f, 150.0f}, {120.0f, 270.0f}};
-
-QCoreApplication& application()
-{
-    static int argc = 1;
-    static char name[] = "device_emulated_graph_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication app(argc, argv);
-    return app;
-}
 
 // Runs the graph and records the first outputs of the first blocks; counts on the audio
 // thread what it allocates from its first block on.
@@ -138,7 +128,7 @@ bool findPattern(const CAudioGraph& graph, const char* wanted, int& pattern, int
 
 TEST(EmulatedGraph, BeamsSteeredAtTheScenesSourcesCarryThemLive)
 {
-    application();
+    core_application::application();
     auto model = std::make_shared<CHardwareModel>();
     vkEmulation::attach(model);
     hostInit();

@@ -6,14 +6,10 @@
 #include "device/vkHost.h"
 #include "device/vkHostState.h"
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/DummyJackServer.h"
 
 #include <gtest/gtest.h>
 #include <jack/jack.h>
-
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -21,8 +17,7 @@
 #include <optional>
 #include <string>
 #include <thread>
-
-extern char** environ;
+#include <vector>
 
 namespace {
 
@@ -135,37 +130,16 @@ struct Sink {
 
 class JackDriver : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        const std::string name = "vantoria-test-" + std::to_string(getpid());
-        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
-        // Synchronous mode, so that a client late for its period is an xrun rather than a
-        // silently repeated period; a real-time priority above the build jobs that share the
-        // machine, so that the server's own timer keeps the period.
-        const char* argv[] = {"jackd", "-S", "-P", "70", "-n", name.c_str(), "-d", "dummy", "-r", "44100", "-p", "512", nullptr};
-        if (posix_spawnp(&sServer, "jackd", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
-            sServer = 0;
-        for (int i = 0; i < 100 && sServer && !CJackDriver::serverReachable(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    static void TearDownTestSuite()
-    {
-        if (sServer) {
-            kill(sServer, SIGTERM);
-            waitpid(sServer, nullptr, 0);
-        }
-    }
-    void SetUp() override
-    {
-        ASSERT_NE(sServer, 0) << "jackd did not start";
-        ASSERT_TRUE(CJackDriver::serverReachable()) << "jackd does not answer";
-    }
+    // Synchronous mode, so that a client late for its period is an xrun rather than a
+    // silently repeated period; a real-time priority above the build jobs that share the
+    // machine, so that the server's own timer keeps the period.
+    static void SetUpTestSuite() { sServer.emplace(std::vector<std::string>{"-S", "-P", "70"}); }
+    static void TearDownTestSuite() { sServer.reset(); }
+    void SetUp() override { ASSERT_TRUE(sServer->running()) << "jackd did not start or does not answer"; }
     void TearDown() override { hostInit(); }
 
-    static pid_t sServer;
+    static inline std::optional<DummyJackServer> sServer;
 };
-
-pid_t JackDriver::sServer = 0;
 
 TEST_F(JackDriver, IsNotListedWithoutAServerAndStartsNone)
 {

@@ -1,6 +1,6 @@
 #include "render/CRenderSink.h"
+#include "tests/support/SndfileWave.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -10,24 +10,6 @@
 #include <vector>
 
 namespace {
-
-struct SoundFile {
-    SF_INFO info{};
-    std::vector<float> samples; // interleaved, as libsndfile reads them (full scale 1.0)
-};
-
-SoundFile readWithLibsndfile(const QString& name)
-{
-    SoundFile file;
-    SNDFILE* handle = sf_open(QFile::encodeName(name).constData(), SFM_READ, &file.info);
-    if (!handle)
-        return file;
-    sf_command(handle, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
-    file.samples.resize(std::size_t(file.info.frames * file.info.channels));
-    sf_readf_float(handle, file.samples.data(), file.info.frames);
-    sf_close(handle);
-    return file;
-}
 
 // Three channels of distinct ramps, with values beyond full scale in the last one.
 std::vector<std::vector<float>> testBlocks(int frames)
@@ -63,11 +45,12 @@ TEST_P(RenderSink, WritesInterleavedChannelsThatAnotherReaderGetsBack)
     // Only the third channel goes beyond full scale, in every frame.
     EXPECT_EQ(sink.clippedSamples(), format == CRenderSink::formatFloat32 ? 0 : block + partial);
 
-    const SoundFile file = readWithLibsndfile(name);
-    ASSERT_EQ(file.info.channels, 3);
-    ASSERT_EQ(file.info.frames, block + partial);
-    EXPECT_EQ(file.info.samplerate, 44100);
-    EXPECT_EQ(file.info.format & SF_FORMAT_SUBMASK, format == CRenderSink::formatFloat32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_24);
+    SF_INFO info;
+    const std::vector<float> samples = sndfile_wave::readInterleaved(name, info);
+    ASSERT_EQ(info.channels, 3);
+    ASSERT_EQ(info.frames, block + partial);
+    EXPECT_EQ(info.samplerate, 44100);
+    EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, format == CRenderSink::formatFloat32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_24);
     // Floats come back exactly; 24-bit within one step, and saturated at full scale.
     const float step = format == CRenderSink::formatFloat32 ? 0.0f : 1.0f / 8388608.0f;
     for (int i = 0; i < block + partial; ++i)
@@ -75,7 +58,7 @@ TEST_P(RenderSink, WritesInterleavedChannelsThatAnotherReaderGetsBack)
             float expected = channels[std::size_t(c)][std::size_t(i % block)];
             if (format == CRenderSink::formatInteger24)
                 expected = std::clamp(expected, -1.0f, 1.0f - step);
-            ASSERT_NEAR(file.samples[std::size_t(i * 3 + c)], expected, step) << "frame " << i << " channel " << c;
+            ASSERT_NEAR(samples[std::size_t(i * 3 + c)], expected, step) << "frame " << i << " channel " << c;
         }
 }
 

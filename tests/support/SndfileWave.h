@@ -20,18 +20,29 @@ struct Channels {
     long frames() const { return data.empty() ? 0 : long(data[0].size()); }
 };
 
+// Every sample of the file, frame after frame, full scale 1.0, and in `info` what
+// libsndfile says of the file; nothing, and `info` zero, when it cannot open it.
+inline std::vector<float> readInterleaved(const QString& name, SF_INFO& info)
+{
+    info = SF_INFO{};
+    SNDFILE* handle = sf_open(QFile::encodeName(name).constData(), SFM_READ, &info);
+    if (!handle) {
+        info = SF_INFO{};
+        return {};
+    }
+    sf_command(handle, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
+    std::vector<float> samples(std::size_t(info.frames * info.channels));
+    sf_readf_float(handle, samples.data(), info.frames);
+    sf_close(handle);
+    return samples;
+}
+
 // The whole file; no channels when libsndfile cannot open it.
 inline Channels readWave(const QString& name)
 {
+    SF_INFO info;
+    const std::vector<float> interleaved = readInterleaved(name, info);
     Channels result;
-    SF_INFO info{};
-    SNDFILE* handle = sf_open(QFile::encodeName(name).constData(), SFM_READ, &info);
-    if (!handle)
-        return result;
-    sf_command(handle, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
-    std::vector<float> interleaved(std::size_t(info.frames * info.channels));
-    sf_readf_float(handle, interleaved.data(), info.frames);
-    sf_close(handle);
     result.sampleRate = info.samplerate;
     result.data.assign(std::size_t(info.channels), std::vector<float>(std::size_t(info.frames)));
     for (sf_count_t i = 0; i < info.frames; ++i)

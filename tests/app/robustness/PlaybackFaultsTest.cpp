@@ -5,11 +5,11 @@
 #include "core/graph/CAudioGraph.h"
 #include "audiofile/CAudioFile.h"
 #include "tests/app/robustness/FakeDriverSession.h"
+#include "tests/support/SoxWave.h"
 #include "widgets/CAudioFileNavigator.h"
 #include "widgets/CInputSourceSelection.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
 
@@ -21,17 +21,6 @@ constexpr int kRate = 44100;
 // Longer than the player's ring of four five-second buffers, so that the end of the file
 // is read from the disk after the removal.
 constexpr int kSeconds = 25;
-
-bool makeSine(const QString& path)
-{
-    QProcess sox;
-    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QString::number(kRate),
-                                      QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
-                                      QStringLiteral("24"), path, QStringLiteral("synth"), QString::number(kSeconds),
-                                      QStringLiteral("sine"), QStringLiteral("440"), QStringLiteral("vol"),
-                                      QStringLiteral("0.5")});
-    return sox.waitForFinished(30000) && sox.exitCode() == 0;
-}
 
 // Mean square of output 0 over the blocks whose start lies in a stretch of the file.
 struct Level {
@@ -55,7 +44,7 @@ using PlaybackFaults = FakeDriverSession;
 TEST_F(PlaybackFaults, AFileRemovedWhilePlayingPlaysToItsEndAndRoundAgain)
 {
     const QString path = dir.file(QStringLiteral("take.wav"));
-    ASSERT_TRUE(makeSine(path));
+    ASSERT_TRUE(makeSoxSine(path, 2, kSeconds, {QStringLiteral("vol"), QStringLiteral("0.5")}));
     ASSERT_NO_FATAL_FAILURE(open());
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
     dialogs.fileAnswer = path;

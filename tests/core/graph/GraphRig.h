@@ -4,10 +4,7 @@
 // stages' hand-over timers.
 
 #include "core/graph/CAudioGraph.h"
-
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QThread>
+#include "tests/support/CoreApplication.h"
 
 #include <gtest/gtest.h>
 
@@ -22,29 +19,8 @@ namespace graphtest {
 constexpr float kRate = 44100.0f;
 constexpr int kBlock = 256;
 
-inline QCoreApplication& application()
-{
-    static int argc = 1;
-    static char name[] = "graph_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication app(argc, argv);
-    return app;
-}
-
-// Runs the event loop until `done` holds or ten seconds pass; true when it held.
-inline bool runEventsUntil(const std::function<bool()>& done)
-{
-    application();
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > 10000)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::msleep(1);
-    }
-    return true;
-}
+using core_application::application;
+using core_application::runEventsUntil;
 
 inline vkAudioInterface format(int channels, float rate = kRate, int block = kBlock)
 {
