@@ -42,11 +42,17 @@ HWY_INLINE void stepLane(V x, V& e, V& p, V up, V down)
 template <class D>
 HWY_INLINE void loadFrames(D d, const float* const* lanes, std::size_t f, hn::Vec<D>* x)
 {
-    for (std::size_t k = 0; k < 4; ++k)
-        x[k] = blocks::LoadBlocks(d, [&](std::size_t b) { return lanes[k + 4 * b] + f; });
-    blocks::Transpose4x4InBlocks(d, x[0], x[1], x[2], x[3]);
-    for (std::size_t k = 0; k < 4; ++k)
-        x[k] = hn::Abs(x[k]);
+    const auto row = [&](std::size_t k) {
+        return blocks::LoadBlocks(d, [&](std::size_t b) { return lanes[k + 4 * b] + f; });
+    };
+    // Transposed in locals, not in place in x: the compiler keeps locals in registers,
+    // and the level kernel took half as long again with x's elements.
+    auto v0 = row(0), v1 = row(1), v2 = row(2), v3 = row(3);
+    blocks::Transpose4x4InBlocks(d, v0, v1, v2, v3);
+    x[0] = hn::Abs(v0);
+    x[1] = hn::Abs(v1);
+    x[2] = hn::Abs(v2);
+    x[3] = hn::Abs(v3);
 }
 #endif
 
