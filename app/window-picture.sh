@@ -1,8 +1,8 @@
 #!/bin/sh
 # A picture of the main window at work, under a virtual X server:
 #   app/window-picture.sh <build folder> [picture]
-# The picture goes to docs/window/running.png unless another is named; the live sound
-# map is on in it (docs/window/running-map.png was taken with that name).
+# The picture goes to docs/window/running.png unless another is named: the emulated
+# hardware running, three beams on the scene's sources, the live sound map and the status line.
 set -e
 build=${1:?usage: window-picture.sh <build folder> [picture]}
 root=$(cd "$(dirname "$0")/.." && pwd)
