@@ -21,7 +21,6 @@
 
 #include <cmath>
 
-using apptest::DialogLog;
 using apptest::WorkingDirectory;
 
 namespace {
@@ -48,7 +47,7 @@ protected:
     }
 
     WorkingDirectory dir;
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
 };

@@ -1,21 +1,16 @@
 #pragma once
 // What the application's tests share: a QApplication for the GoogleTest runner, a fresh
-// working directory per test (the ini file lives there), and recorded answers to every
-// dialog of the application.
+// working directory per test (the ini file lives there), and DialogAnswers, which answers
+// every dialog of the application and records what was asked.
 
-#include "widgets/CDialogSeam.h"
+#include "tests/support/DialogAnswers.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QStringList>
 #include <QTemporaryDir>
 
-#include <deque>
 #include <memory>
-#include <optional>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -59,59 +54,5 @@ inline QByteArray readText(const QString& path)
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
-
-// Answers every dialog of the application and records what was asked.
-class DialogLog {
-public:
-    struct Message {
-        QString title;
-        QString text;
-    };
-
-    DialogLog()
-    {
-        CDialogSeam::Answers a;
-        a.message = [this](QMessageBox::Icon icon, const QString& title, const QString& text) {
-            if (icon == QMessageBox::Warning)
-                warnings.push_back({title, text});
-        };
-        a.question = [this](const QString& title, const QString& text, QMessageBox::StandardButtons,
-                            QMessageBox::StandardButton) {
-            questions.push_back({title, text});
-            const QMessageBox::StandardButton answer = buttons.empty() ? QMessageBox::Cancel : buttons.front();
-            if (!buttons.empty())
-                buttons.pop_front();
-            return answer;
-        };
-        a.saveFileName = a.openFileName = [this](const CDialogSeam::FileRequest& r) {
-            fileRequests.push_back({r.caption, r.filter});
-            return fileAnswer;
-        };
-        a.item = [this](const QString& title, const QString& label, const QStringList& items) {
-            itemRequests.push_back({title, label});
-            offeredItems = items;
-            return itemAnswer;
-        };
-        CDialogSeam::setAnswers(std::move(a));
-    }
-    ~DialogLog() { CDialogSeam::setAnswers({}); }
-
-    QStringList warningTexts() const
-    {
-        QStringList texts;
-        for (const Message& m : warnings)
-            texts << m.text;
-        return texts;
-    }
-
-    std::vector<Message> warnings;
-    std::vector<Message> questions;
-    std::vector<Message> itemRequests;
-    QStringList offeredItems;
-    std::deque<QMessageBox::StandardButton> buttons; // one per question; Cancel when none left
-    std::optional<QString> itemAnswer;    // nothing: the user cancels
-    std::vector<Message> fileRequests;    // caption and filter of each file dialog
-    QString fileAnswer;                   // empty: the user cancels
-};
 
 } // namespace apptest

@@ -6,7 +6,6 @@
 #include "tests/app/AppTestSupport.h"
 #include "tests/device/CFakeDriver.h"
 
-using apptest::DialogLog;
 
 namespace {
 const QString kTitle = QStringLiteral("Vantoria");
@@ -29,7 +28,7 @@ protected:
     }
 
     CFakeBackend fake;
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CAudioDevice device{nullptr, kTitle};
 };
 } // namespace

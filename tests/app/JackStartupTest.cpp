@@ -14,7 +14,6 @@
 
 #include <optional>
 
-using apptest::DialogLog;
 using apptest::WorkingDirectory;
 
 namespace {
@@ -33,7 +32,7 @@ protected:
 
     static inline std::optional<DummyJackServer> sServer;
     WorkingDirectory dir;
-    DialogLog dialogs;
+    DialogAnswers dialogs;
 };
 } // namespace
 

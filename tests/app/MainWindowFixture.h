@@ -76,7 +76,7 @@ protected:
     float graphTheta(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->thetaDegrees(); }
 
     apptest::WorkingDirectory dir;
-    apptest::DialogLog dialogs;
+    DialogAnswers dialogs;
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
 

@@ -14,7 +14,6 @@
 #include <QSignalSpy>
 #include <QTabWidget>
 
-using apptest::DialogLog;
 
 namespace {
 QList<int> args(const QSignalSpy& spy, int i)
@@ -26,7 +25,7 @@ const QString kZib = QStringLiteral("ZIB Options");
 
 TEST(ZibOutputOptions, OneGroupMustStayActiveAndTheFirstCannotGo)
 {
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CZibOutputOptions page;
     QSignalSpy spy(&page, &CZibOutputOptions::outputGroupsChanged);
     page.setZibOutputs(3, 2, 2);
@@ -65,7 +64,7 @@ TEST(ZibOutputOptions, AGroupTheBoxLacksCanBeNeitherActiveNorFirst)
 
 TEST(MonitorOptions, MoreChannelsThanFitBeyondTheOffset)
 {
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CMonitorOptions page;
     QSignalSpy spy(&page, &CMonitorOptions::monitorChannelsChanged);
     page.setMonitor(1, 7, 8);
@@ -91,7 +90,7 @@ TEST(MonitorOptions, MoreChannelsThanFitBeyondTheOffset)
 
 TEST(MonitorOptions, AnOffsetTooFarAsksToReduceTheChannels)
 {
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CMonitorOptions page;
     page.setMonitor(2, 0, 8);
     QSignalSpy spy(&page, &CMonitorOptions::monitorChannelsChanged);
@@ -114,7 +113,7 @@ TEST(MonitorOptions, AnOffsetTooFarAsksToReduceTheChannels)
 
 TEST(ZibMonitorOptions, OffsetsWithinTheGroupOfTheChannel)
 {
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CZibMonitorOptions page;
     page.setZibMonitor(7, 9, 2);
     EXPECT_EQ(page.groupCombo()->currentText(), QStringLiteral("ADAT"));
@@ -141,7 +140,7 @@ TEST(ZibMonitorOptions, OffsetsWithinTheGroupOfTheChannel)
 
 TEST(OutputOptions, AnOffsetTooFarAsksToReduceTheChannels)
 {
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     COutputOptions page;
     page.setOutputs(8, 0, 18, 18);
     QSignalSpy spy(&page, &COutputOptions::outputChannelsChanged);
@@ -167,7 +166,7 @@ TEST(OutputOptions, AnOffsetTooFarAsksToReduceTheChannels)
 
 TEST(OutputOptions, MoreChannelsThanFitAskToMoveTheOffset)
 {
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     COutputOptions page;
     page.setOutputs(4, 10, 18, 18);
     QSignalSpy spy(&page, &COutputOptions::outputChannelsChanged);

@@ -3,7 +3,7 @@
 
 #include "render/CPatternCatalogue.h"
 #include "widgets/CBeamSelection.h"
-#include "DialogAnswers.h"
+#include "tests/support/DialogAnswers.h"
 #include "WidgetTestSupport.h"
 
 #include <QTemporaryDir>

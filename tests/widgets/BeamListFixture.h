@@ -3,7 +3,7 @@
 // without parameters, one with five and one with three.
 
 #include "widgets/CBeamSelection.h"
-#include "DialogAnswers.h"
+#include "tests/support/DialogAnswers.h"
 #include "WidgetTestSupport.h"
 
 #include <gtest/gtest.h>

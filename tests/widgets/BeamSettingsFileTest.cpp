@@ -168,9 +168,9 @@ TEST_F(BeamFile, BadNamesAreRefusedAndNothingIsWrittenOrRead)
         EXPECT_EQ(list.numTracks(), 2);
         EXPECT_TRUE(list.fileName().isEmpty());
     }
-    answers.fileName = path("through.dialog.vts");
+    answers.fileAnswer = path("through.dialog.vts");
     list.saveStateDialog();
-    EXPECT_FALSE(QFile::exists(answers.fileName));
+    EXPECT_FALSE(QFile::exists(answers.fileAnswer));
     EXPECT_EQ(answers.fileRequests.back().filter, "Vantoria Settings Files (*.vts);;All Files (*)");
 }
 

@@ -2,7 +2,7 @@
 #include "widgets/CMonitorUnit.h"
 #include "widgets/CRecordingSinkSelection.h"
 #include "widgets/CVolumeUnit.h"
-#include "DialogAnswers.h"
+#include "tests/support/DialogAnswers.h"
 #include "WidgetTestSupport.h"
 
 #include <QCheckBox>
@@ -61,7 +61,7 @@ TEST(InputSourceSelection, FileDialogStartsInTheFileFolderAndACancelChangesNothi
     EXPECT_EQ(answers.fileRequests[0].start, "/data/takes");
     EXPECT_EQ(answers.fileRequests[0].filter, "Wav Files (*.wav);;All Files (*)");
 
-    answers.fileName = QStringLiteral("/other/second.wav");
+    answers.fileAnswer = QStringLiteral("/other/second.wav");
     input.openFileDialog();
     ASSERT_EQ(names.count(), 1);
     EXPECT_EQ(names[0][0].toString(), "/other/second.wav");

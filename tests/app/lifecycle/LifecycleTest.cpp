@@ -35,7 +35,6 @@
 #include <iterator>
 #include <string>
 
-using apptest::DialogLog;
 using apptest::WorkingDirectory;
 
 namespace {
@@ -194,7 +193,7 @@ protected:
     static std::unique_ptr<QObjectCensus> sCensus;
 
     WorkingDirectory dir;
-    DialogLog dialogs;
+    DialogAnswers dialogs;
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
     std::vector<int> sinks; // recording

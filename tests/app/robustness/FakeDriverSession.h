@@ -72,7 +72,7 @@ protected:
     }
 
     apptest::WorkingDirectory dir;
-    apptest::DialogLog dialogs;
+    DialogAnswers dialogs;
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
 
