@@ -4,30 +4,15 @@
 // every dialog of the application and records what was asked.
 
 #include "tests/support/DialogAnswers.h"
+#include "tests/support/GuiApplication.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <memory>
-
 #include <gtest/gtest.h>
 
 namespace apptest {
-
-struct ApplicationEnvironment : ::testing::Environment {
-    void SetUp() override
-    {
-        static int argc = 1;
-        static char name[] = "app_tests";
-        static char* argv[] = {name, nullptr};
-        application = std::make_unique<QApplication>(argc, argv);
-    }
-    void TearDown() override { application.reset(); }
-    std::unique_ptr<QApplication> application;
-};
-inline ::testing::Environment* const kApplication = ::testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
 
 // Makes a temporary directory the current one for its lifetime.
 class WorkingDirectory {

@@ -1,32 +1,15 @@
 #pragma once
 // A QApplication for the GoogleTest runner, and helpers for probing grabbed pictures.
 
+#include "tests/support/GuiApplication.h"
+
 #include <QApplication>
 #include <QColor>
 #include <QImage>
 #include <QTest>
 #include <QWidget>
 
-#include <memory>
-
-#include <gtest/gtest.h>
-
 namespace widgettest {
-
-// The application lives from before the first test to after the last, and goes before
-// the program's static objects do.
-struct ApplicationEnvironment : ::testing::Environment {
-    void SetUp() override
-    {
-        static int argc = 1;
-        static char name[] = "widgets_tests";
-        static char* argv[] = {name, nullptr};
-        application = std::make_unique<QApplication>(argc, argv);
-    }
-    void TearDown() override { application.reset(); }
-    std::unique_ptr<QApplication> application;
-};
-inline ::testing::Environment* const kApplication = ::testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
 
 // Shows a widget at a size and waits until it is laid out and exposed.
 inline bool showAt(QWidget& w, int width, int height)
