@@ -1,7 +1,7 @@
 // The whole program as a user runs it, headless on the emulated hardware: Play, a beam
 // steered by a mouse drag on the azimuth display, a pattern changed, both sinks recorded
 // and read back by sox, Stop, and the close with the beam-track question; a wave file of
-// another channel count played straight through.
+// another channel count played straight through; the array's sink off in file mode.
 
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
