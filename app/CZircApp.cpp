@@ -28,6 +28,7 @@
 #include "widgets/CVolumeUnit.h"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -939,6 +940,19 @@ void CZircApp::about()
 void CZircApp::options()
 {
     mOptions->show();
+}
+
+// A termination signal ends the program as closing the window does, but asks nothing:
+// nobody may be there to answer, so changed beam tracks stay unsaved. The settings are
+// written now; the take in progress is finished in its files when the window is deleted.
+// exit() rather than quit(): quit() would close the windows first, and closing this one
+// asks the question.
+void CZircApp::quitOnSignal()
+{
+    if (mOptions->isVisible())
+        mOptions->close();
+    writeSettings(mIniFile);
+    QCoreApplication::exit(0);
 }
 
 void CZircApp::closeEvent(QCloseEvent* event)

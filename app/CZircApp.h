@@ -78,6 +78,9 @@ public:
     CStatusLine* statusLine() const { return mStatusLine; }
     const std::array<float, 32>& calibrationGains() const { return mCalibrationGains; }
 
+    // Ends the program without questions, for a termination signal.
+    void quitOnSignal();
+
 public slots:
     void start();
     void stop();

@@ -1,6 +1,7 @@
 // The program: one CZircApp for the whole run, on Qt's event loop. The vector operations
 // need no initialisation: each picks its code for the processor at its first call.
 
+#include "app/CTerminationSignals.h"
 #include "app/CZircApp.h"
 
 #include <QApplication>
@@ -55,6 +56,8 @@ int main(int argc, char** argv)
     // splitter keeps its 100:60 shares.
     window->resize(window->sizeHint());
     window->show();
+    CTerminationSignals termination;
+    QObject::connect(&termination, &CTerminationSignals::received, window, &CZircApp::quitOnSignal);
     const int result = application.exec();
     delete window;
     return result;
