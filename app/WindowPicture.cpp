@@ -22,9 +22,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cmath>
 #include <cstdio>
-#include <numbers>
+#include <optional>
 
 namespace {
 struct Direction {
@@ -34,27 +33,17 @@ struct Direction {
 // The emulated scene's sources: a tune, percussion and chirps.
 constexpr Direction kSources[] = {{90, 30}, {60, 150}, {120, 270}};
 
-// A point at `degrees` (anticlockwise from the right) and `radius` in a display's window
-// units, where the displays take the mouse.
-QPointF onCircle(double radius, double degrees)
-{
-    const double a = degrees * std::numbers::pi / 180.0;
-    return {radius * std::cos(a), -radius * std::sin(a)};
-}
-
 // As a user does it: pick the track and a narrow pattern, click its azimuth, then its
-// polar angle (the elevation display measures it from the top). The displays cut the
-// angle under the mouse to whole degrees, so each click lands a little inside the degree.
+// polar angle, each at the point where the display takes the click as those degrees.
 void steer(CZircApp& app, int track, Direction d)
 {
     CBeamSelectionTrack* row = app.beamSelection()->track(track);
     QTest::mouseClick(row, Qt::LeftButton, {}, QPoint(2, 2));
     row->patternBox()->setCurrentIndex(row->patternBox()->findText(QStringLiteral("super3")));
-    CBeamDisplayAzimuth* azimuth = app.azimuthDisplay();
-    QTest::mouseClick(azimuth, Qt::LeftButton, {}, azimuth->toWidget(onCircle(45, d.phi + 0.4)).toPoint());
-    CBeamDisplayElevation* elevation = app.elevationDisplay();
-    QTest::mouseClick(elevation, Qt::LeftButton, {},
-                      elevation->toWidget(onCircle(30, 90 - d.theta - 0.4)).toPoint());
+    if (const std::optional<QPoint> at = app.azimuthDisplay()->clickPointFor(d.phi))
+        QTest::mouseClick(app.azimuthDisplay(), Qt::LeftButton, {}, *at);
+    if (const std::optional<QPoint> at = app.elevationDisplay()->clickPointFor(d.theta))
+        QTest::mouseClick(app.elevationDisplay(), Qt::LeftButton, {}, *at);
 }
 } // namespace
 

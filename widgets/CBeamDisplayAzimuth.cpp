@@ -140,6 +140,12 @@ QPointF CBeamDisplayAzimuth::toWidget(QPointF window) const
     return transform().map(window);
 }
 
+std::optional<QPoint> CBeamDisplayAzimuth::clickPointFor(int phi) const
+{
+    const auto gives = [phi](float angle) { return int(vkPolarView::wrapAzimuth(angle)) == phi; };
+    return vkPolarView::clickPoint(transform(), vkPolarView::windowPointWhere(gives));
+}
+
 void CBeamDisplayAzimuth::paintEvent(QPaintEvent*)
 {
     QPainter p(this);

@@ -59,6 +59,9 @@ public:
     QSize minimumSizeHint() const override { return {50, 50}; }
     // Widget pixel of a point in window units (100 by 100, centre at 0, rim at radius 40).
     QPointF toWidget(QPointF window) const;
+    // Where a click sets the active track's azimuth to `phi` whole degrees; none when the
+    // display is too small for a click to be that exact.
+    std::optional<QPoint> clickPointFor(int phi) const;
     const vkMapBackdrop& soundMap() const { return mMap; }
 
 signals:

@@ -192,7 +192,7 @@ void CBeamDisplayElevation::mouseDoubleClickEvent(QMouseEvent* event)
     const std::optional<float> a = angleAt(event);
     if (!a || !mMap.drawsMap() || (*a > 90.0f && *a < 270.0f))
         return;
-    const double theta = 90.0 - double(*a > 180.0f ? *a - 360.0f : *a);
+    const double theta = thetaOfAngle(*a);
     const int i = mMap.frame().nearestPeak(theta, mMapPlane, kPickDegrees);
     if (i < 0)
         return;
@@ -255,9 +255,12 @@ void CBeamDisplayElevation::mouseReleaseEvent(QMouseEvent* event)
     mPressed = false;
     if (mDragged)
         return;
-    float a = mPressAngle;
-    if (a > 180.0f)
-        a -= 360.0f;
-    mTheta[mActiveTrack] = 90.0f - a;
+    mTheta[mActiveTrack] = thetaOfAngle(mPressAngle);
     emitTheta();
+}
+
+std::optional<QPoint> CBeamDisplayElevation::clickPointFor(int theta) const
+{
+    const auto gives = [theta](float angle) { return int(thetaOfAngle(angle)) == theta; };
+    return vkPolarView::clickPoint(transform(), vkPolarView::windowPointWhere(gives));
 }

@@ -36,6 +36,11 @@ public:
     QSize minimumSizeHint() const override { return {50, 100}; }
     // Widget pixel of a point in window units (60 by 100 from (-10, -50), rim at 40).
     QPointF toWidget(QPointF window) const;
+    // Where a click sets the active track's polar angle to `theta` whole degrees; none
+    // when the display is too small for a click to be that exact.
+    std::optional<QPoint> clickPointFor(int theta) const;
+    // The polar angle of a mouse angle: 90 less it, the lower half taken as negative.
+    static float thetaOfAngle(float mouseAngle) { return 90.0f - (mouseAngle > 180.0f ? mouseAngle - 360.0f : mouseAngle); }
     const vkMapBackdrop& soundMap() const { return mMap; }
     int mapPlane() const { return mMapPlane; }
 

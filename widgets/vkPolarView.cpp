@@ -20,6 +20,33 @@ std::optional<float> mouseAngle(QPoint p)
     return static_cast<float>(t);
 }
 
+std::optional<QPoint> windowPointWhere(const std::function<bool(float)>& gives)
+{
+    constexpr int kReach = 48;
+    constexpr double kRadius = 38.0;
+    std::optional<QPoint> best;
+    double bestDistance = kReach;
+    for (int x = -kReach; x <= kReach; ++x)
+        for (int y = -kReach; y <= kReach; ++y) {
+            const double distance = std::abs(std::hypot(x, y) - kRadius);
+            const std::optional<float> angle = mouseAngle(QPoint(x, y));
+            if (distance < bestDistance && angle && gives(*angle)) {
+                best = QPoint(x, y);
+                bestDistance = distance;
+            }
+        }
+    return best;
+}
+
+// With two pixels or more a unit, the pixel of a unit's centre maps back to that unit.
+std::optional<QPoint> clickPoint(const QTransform& toWidget, std::optional<QPoint> windowPoint)
+{
+    const double pixelsPerUnit = toWidget.map(QPointF(1.0, 0.0)).x() - toWidget.map(QPointF(0.0, 0.0)).x();
+    if (!windowPoint || pixelsPerUnit < 2.0)
+        return std::nullopt;
+    return toWidget.map(QPointF(*windowPoint)).toPoint();
+}
+
 double wrapAzimuth(double phi)
 {
     if (!std::isfinite(phi))

@@ -6,6 +6,7 @@
 #include <QRectF>
 #include <QTransform>
 
+#include <functional>
 #include <optional>
 
 class QPainter;
@@ -15,6 +16,16 @@ namespace vkPolarView {
 // Angle of a window point in degrees, 0 on the positive x axis, rising anticlockwise on
 // the screen (window y runs downward), in 0..360. None at the centre.
 std::optional<float> mouseAngle(QPoint windowPoint);
+
+// The inverse of a display's mouse mapping, for a program that steers by clicks: the whole
+// window point whose mouse angle `gives` the wanted value, as near radius 38 (inside
+// either display's rim) as the lattice allows, within 48 units each way (inside either
+// display's window). A click lands there exactly when the widget has two pixels or more a
+// unit (see clickPoint).
+std::optional<QPoint> windowPointWhere(const std::function<bool(float)>& gives);
+
+// The widget pixel of `windowPoint` under `toWidget`, when a click there maps back to it.
+std::optional<QPoint> clickPoint(const QTransform& toWidget, std::optional<QPoint> windowPoint);
 
 // Azimuth kept inside 0..360 by whole turns; exactly 360 stays 360.
 double wrapAzimuth(double phi);

@@ -14,7 +14,6 @@
 #include "widgets/CBeamDisplayAzimuth.h"
 #include "widgets/CBeamDisplayElevation.h"
 #include "widgets/CBeamSelection.h"
-#include "widgets/vkPolarView.h"
 
 #include <QPushButton>
 #include <QTest>
@@ -61,16 +60,11 @@ protected:
     {
         pick(track);
         ASSERT_EQ(app->beamSelection()->activeTrack(), track);
-        // Azimuth is the window angle; elevation is 90 less it, the lower half negative.
-        const std::optional<QPoint> a = clickPoint([phi](float angle) { return int(angle) == phi; });
-        const std::optional<QPoint> e = clickPoint([theta](float angle) {
-            return int(90.0f - (angle > 180.0f ? angle - 360.0f : angle)) == theta;
-        });
-        ASSERT_TRUE(a && e);
-        ASSERT_GE(pixelsPerUnit(app->azimuthDisplay()), 2.0);
-        ASSERT_GE(pixelsPerUnit(app->elevationDisplay()), 2.0);
-        QTest::mouseClick(app->azimuthDisplay(), Qt::LeftButton, {}, app->azimuthDisplay()->toWidget(*a).toPoint());
-        QTest::mouseClick(app->elevationDisplay(), Qt::LeftButton, {}, app->elevationDisplay()->toWidget(*e).toPoint());
+        const std::optional<QPoint> a = app->azimuthDisplay()->clickPointFor(phi);
+        const std::optional<QPoint> e = app->elevationDisplay()->clickPointFor(theta);
+        ASSERT_TRUE(a && e) << "the displays have no room for whole-degree clicks";
+        QTest::mouseClick(app->azimuthDisplay(), Qt::LeftButton, {}, *a);
+        QTest::mouseClick(app->elevationDisplay(), Qt::LeftButton, {}, *e);
     }
     float graphPhi(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->phiDegrees(); }
     float graphTheta(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->thetaDegrees(); }
@@ -79,27 +73,4 @@ protected:
     DialogAnswers dialogs;
     CFakeBackend fake;
     std::unique_ptr<CZircApp> app;
-
-private:
-    // Both displays read a click as the angle of the nearest whole window unit and keep
-    // whole degrees by truncation. A click aims at the first lattice point 35 to 40 units
-    // from the centre (inside either display's rim) that gives the wanted degrees; with two
-    // pixels or more a unit, the pixel of a unit's centre maps back to that unit.
-    template <typename Display>
-    static double pixelsPerUnit(const Display* display)
-    {
-        return display->toWidget(QPointF(1.0, 0.0)).x() - display->toWidget(QPointF(0.0, 0.0)).x();
-    }
-    template <typename Gives>
-    static std::optional<QPoint> clickPoint(Gives gives)
-    {
-        for (int x = -40; x <= 40; ++x)
-            for (int y = -40; y <= 40; ++y) {
-                const double r = std::hypot(x, y);
-                const std::optional<float> angle = vkPolarView::mouseAngle(QPoint(x, y));
-                if (r >= 35.0 && r <= 40.0 && angle && gives(*angle))
-                    return QPoint(x, y);
-            }
-        return std::nullopt;
-    }
 };

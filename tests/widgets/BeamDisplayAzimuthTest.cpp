@@ -85,6 +85,27 @@ TEST_F(BeamDisplayAzimuth, ClickJumpsTheActiveBeamToTheMouse)
     EXPECT_EQ(phis.takeLast().at(0).toInt(), 90);
 }
 
+// A whole azimuth has a point where a click sets exactly it, but for the degrees next to
+// an axis, where the window's whole units are too coarse (1.4 degrees apart at the rim);
+// a display too small for exact clicks says so rather than landing a degree off.
+TEST_F(BeamDisplayAzimuth, ClickPointsGiveEveryWholeDegreeExactly)
+{
+    ASSERT_TRUE(showAt(display, 300, 220));
+    QSignalSpy phis(&display, &CBeamDisplayAzimuth::phiChanged);
+    for (int phi = 0; phi < 360; ++phi) {
+        const std::optional<QPoint> p = display.clickPointFor(phi);
+        if (!p) {
+            EXPECT_LE(nearAxis(phi), 2) << phi;
+            continue;
+        }
+        QTest::mouseClick(&display, Qt::LeftButton, {}, *p);
+        ASSERT_FALSE(phis.isEmpty()) << phi;
+        EXPECT_EQ(phis.takeLast().at(0).toInt(), phi);
+    }
+    ASSERT_TRUE(showAt(display, 100, 100));
+    EXPECT_FALSE(display.clickPointFor(90));
+}
+
 TEST_F(BeamDisplayAzimuth, DragTurnsByTheMouseTurnAndWrapsAcrossZero)
 {
     ASSERT_TRUE(showAt(display, 300, 300));

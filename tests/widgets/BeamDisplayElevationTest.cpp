@@ -46,6 +46,26 @@ TEST_F(BeamDisplayElevation, ClickSetsThePolarAngleUnderTheMouse)
     EXPECT_TRUE(thetas.isEmpty());
 }
 
+// A whole polar angle has a point where a click sets exactly it, but for the degrees next
+// to an axis, where the window's whole units are too coarse (1.4 degrees apart at the
+// rim); a display too small for exact clicks says so rather than landing a degree off.
+TEST_F(BeamDisplayElevation, ClickPointsGiveEveryWholeDegreeExactly)
+{
+    QSignalSpy thetas(&display, &CBeamDisplayElevation::thetaChanged);
+    for (int theta = 0; theta <= 180; ++theta) {
+        const std::optional<QPoint> p = display.clickPointFor(theta);
+        if (!p) {
+            EXPECT_LE(nearAxis(theta), 2) << theta;
+            continue;
+        }
+        QTest::mouseClick(&display, Qt::LeftButton, {}, *p);
+        ASSERT_FALSE(thetas.isEmpty()) << theta;
+        EXPECT_EQ(thetas.takeLast().at(0).toInt(), theta);
+    }
+    ASSERT_TRUE(showAt(display, 60, 100));
+    EXPECT_FALSE(display.clickPointFor(90));
+}
+
 TEST_F(BeamDisplayElevation, DragPastTheTopHoldsAtZeroAndKeepsReportingIt)
 {
     display.setTheta(20);

@@ -28,4 +28,11 @@ inline QColor pixel(QWidget& w, QPointF at)
     return image.pixelColor(static_cast<int>(at.x() * ratio), static_cast<int>(at.y() * ratio));
 }
 
+// Degrees from `degrees` to the nearest axis of a display (a multiple of 90).
+inline int nearAxis(int degrees)
+{
+    const int r = ((degrees % 90) + 90) % 90;
+    return r < 45 ? r : 90 - r;
+}
+
 } // namespace widgettest
