@@ -1,5 +1,8 @@
 #include "render/CRenderOptions.h"
 
+#include "render/CFileIdentity.h"
+
+#include "core/graph/CAudioGraph.h"
 #include "soundmap/SoundMapGrid.h"
 
 #include <QCommandLineParser>
@@ -29,27 +32,34 @@ std::optional<double> numberIn(const QString& text, double low, double high)
     return value;
 }
 
-// AZIMUTH,ELEVATION[,...]: the direction that beams and sources share.
-bool parseDirection(const QStringList& fields, int& phi, int& theta)
+// AZIMUTH,ELEVATION[,...]: the direction that beams and sources share, in degrees.
+bool parseDirection(const QStringList& fields, double& phi, double& theta)
 {
-    const auto azimuth = integerIn(fields.value(0), 0, 360);
-    const auto elevation = integerIn(fields.value(1), 0, 180);
+    const auto azimuth = numberIn(fields.value(0), 0.0, 360.0);
+    const auto elevation = numberIn(fields.value(1), 0.0, 180.0);
     if (!azimuth || !elevation)
         return false;
-    phi = *azimuth % 360;
+    phi = std::fmod(*azimuth, 360.0);
     theta = *elevation;
     return true;
 }
 
-// AZIMUTH,ELEVATION,PATTERN[,WNG[,GAIN_DB]]
-bool parseBeam(const QString& text, CBeamTrackRecord& beam, QString& error)
+// AZIMUTH,ELEVATION,PATTERN[,WNG[,GAIN_DB]]. The beamformer steers by whole degrees (its
+// steering tables hold one direction per degree), so fractional angles are rounded to
+// the nearest, and `rounded` tells: a computed direction then still gives the closest
+// beam, where a refusal would make every script round its angles itself.
+bool parseBeam(const QString& text, CBeamTrackRecord& beam, bool& rounded, QString& error)
 {
     const QStringList fields = text.split(',');
     error = QStringLiteral("bad --beam \"%1\": expected AZIMUTH,ELEVATION,PATTERN[,WNG[,GAIN_DB]] with azimuth "
                            "0..360, elevation 0..180, gain -60..20 dB")
                 .arg(text);
-    if (fields.size() < 3 || fields.size() > 5 || !parseDirection(fields, beam.phi, beam.theta))
+    double phi = 0.0, theta = 0.0;
+    if (fields.size() < 3 || fields.size() > 5 || !parseDirection(fields, phi, theta))
         return false;
+    beam.phi = int(std::lround(phi)) % 360;
+    beam.theta = int(std::lround(theta));
+    rounded = phi != std::round(phi) || theta != std::round(theta);
     beam.pattern = fields[2].trimmed();
     beam.parameter = fields.value(3).trimmed();
     if (beam.pattern.isEmpty() || (fields.size() > 3 && !integerIn(beam.parameter, -1000, 1000)))
@@ -95,14 +105,28 @@ bool parseSource(const QString& text, CSceneSourceRequest& source, QString& erro
     return level.has_value();
 }
 
-bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QString& error)
+bool parseBeams(const QCommandLineParser& parser, CRenderOptions& options, QString& error)
 {
     for (const QString& text : parser.values("beam")) {
         CBeamTrackRecord beam;
-        if (!parseBeam(text, beam, error))
+        bool rounded = false;
+        if (!parseBeam(text, beam, rounded, error))
             return false;
+        if (rounded && options.notes.isEmpty())
+            options.notes.append(QStringLiteral("note: beams steer by whole degrees, so fractional beam angles are "
+                                                "rounded (--beam %1 steers to %2,%3)")
+                                     .arg(text)
+                                     .arg(beam.phi)
+                                     .arg(beam.theta));
         options.beams.append(beam);
     }
+    return true;
+}
+
+bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QString& error)
+{
+    if (!parseBeams(parser, options, error))
+        return false;
     for (const QString& text : parser.values("source")) {
         CSceneSourceRequest source;
         if (!parseSource(text, source, error))
@@ -110,7 +134,7 @@ bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QStr
         options.sources.append(source);
     }
     const auto duration = numberIn(parser.value("duration"), 0.001, 24.0 * 3600.0);
-    const auto rate = integerIn(parser.value("rate"), 1, 1000000);
+    const auto rate = integerIn(parser.value("rate"), CAudioGraph::kMinSampleRate, CAudioGraph::kMaxSampleRate);
     const auto block = integerIn(parser.value("block"), 1, 8192);
     const auto grid = integerIn(parser.value("map-grid"), SoundMapGrid::kMinStep, SoundMapGrid::kMaxStep);
     if (!grid || !SoundMapGrid::validStep(*grid)) {
@@ -120,7 +144,10 @@ bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QStr
     options.mapGrid = *grid;
     if (!duration || !rate || !block) {
         error = !duration ? QStringLiteral("bad --duration: give seconds, more than 0 and at most 86400")
-              : !rate     ? QStringLiteral("bad --rate: give a sample rate in Hz")
+              : !rate     ? QStringLiteral("bad --rate \"%1\": the signal path runs at %2 to %3 Hz")
+                                .arg(parser.value("rate"))
+                                .arg(CAudioGraph::kMinSampleRate)
+                                .arg(CAudioGraph::kMaxSampleRate)
                           : QStringLiteral("bad --block: give a block length of 1 to 8192 frames");
         return false;
     }
@@ -144,13 +171,41 @@ bool checkCombination(const CRenderOptions& options, QString& error)
         error = QStringLiteral("too many beams: at most %1").arg(CRenderOptions::kMaxBeams);
     else if (!options.arrayOutput.isEmpty() && !options.scene)
         error = QStringLiteral("--array-output needs a rendered scene (--scene or --source)");
-    else if (!options.arrayOutput.isEmpty() && options.arrayOutput == options.output)
-        error = QStringLiteral("--array-output and --output name the same file");
-    else if (!options.mapFile.isEmpty() && (options.mapFile == options.output || options.mapFile == options.arrayOutput))
-        error = QStringLiteral("--map names the same file as another output");
     else
         return true;
     return false;
+}
+
+// Each output against the inputs and the outputs before it: writing one over another
+// would destroy a recording or lose a result.
+bool checkDistinctFiles(const CRenderOptions& options, QString& error)
+{
+    struct Named {
+        QString what;
+        QString name;
+    };
+    const QList<Named> inputs{{QStringLiteral("the input"), options.inputFile},
+                              {QStringLiteral("the beam settings"), options.beamFile}};
+    const QList<Named> outputs{{QStringLiteral("--output"), options.output},
+                               {QStringLiteral("--array-output"), options.arrayOutput},
+                               {QStringLiteral("--map"), options.mapFile}};
+    QList<Named> taken;
+    for (const Named& input : inputs)
+        if (!input.name.isEmpty())
+            taken.append(input);
+    for (const Named& output : outputs) {
+        if (output.name.isEmpty())
+            continue;
+        const CFileIdentity identity(output.name);
+        for (const Named& other : taken)
+            if (CFileIdentity(other.name) == identity) {
+                error = QStringLiteral("%1 %2 is the same file as %3 %4: give another output name")
+                            .arg(output.what, output.name, other.what, other.name);
+                return false;
+            }
+        taken.append(output);
+    }
+    return true;
 }
 
 } // namespace
@@ -200,12 +255,13 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
     options.mapFile = parser.value("map");
     options.mapPeaks = parser.isSet("map-peaks");
     options.mapMusic = parser.isSet("map-music");
-    return parseValues(parser, options, error) && checkCombination(options, error);
+    return parseValues(parser, options, error) && checkCombination(options, error)
+        && checkDistinctFiles(options, error);
 }
 
 QString CRenderOptions::helpText()
 {
-    return QStringLiteral(R"(Usage: vantoria-render [options] INPUT.wav --output BEAMS.wav
+    return QStringLiteral(R"(Usage: vantoria-render [options] INPUT --output BEAMS.wav
        vantoria-render [options] --scene --output BEAMS.wav
 
 Forms beams from the recording of a 32-capsule spherical microphone array, or from a
@@ -213,14 +269,20 @@ modelled sound scene, with the same signal path as the application, and writes o
 channel per beam into a wave file. It runs as fast as the machine allows.
 
 Input (one of):
-  INPUT.wav                  a wave file. 32 channels are the array's capsules and are
-                             beamformed; any other channel count is copied straight
-                             through (at most 18 channels), as the application plays it.
+  INPUT                      a recording in any format libsndfile reads: WAV, RF64, W64,
+                             AIFF, CAF, FLAC and more. 32 channels are the array's
+                             capsules and are beamformed; a file of any other channel
+                             count is copied straight through (at most 18 channels), as
+                             the application plays it, and takes no beams. A wave file
+                             whose header promises more or less than it holds (a take
+                             that a crash left unfinished) is read up to its last whole
+                             frame, with a warning that gives both lengths.
   --scene                    render the default scene: a tune from azimuth 30,
                              elevation 90; percussion from 150, 60; chirps from 270, 120.
   --source AZ,EL,KIND[,DB]   render a scene of your own instead; repeat for more sources.
                              KIND is melody, percussion, warble, noise or sine:HZ; DB is
-                             its level in dB full scale, -12 by default.
+                             its level in dB full scale, -12 by default. The angles may
+                             have decimals.
   --duration SECONDS         length of a rendered scene, rounded up to whole blocks
                              (default 10).
   --rate HZ                  sample rate of a rendered scene (default 44100; 39690 to
@@ -234,16 +296,21 @@ Beams (one of, up to 18 beams):
                              super1, hyper3, hyper2, hyper1, card3, card2, card1, dipole1,
                              torus. WNG is the pattern's "WNG" value (-12, -6, 0, 6 or 12
                              where the pattern has one; default 0), GAIN the beam's gain
-                             in dB (default 0).
+                             in dB (default 0). Beams steer by whole degrees: angles with
+                             decimals are rounded to the nearest, and a note says so.
   --beams FILE.vts           the beams of a beam settings file saved by the application
                              (muted tracks stay silent).
+  Beams need the 32 capsule channels: an input of another channel count with --beam or
+  --beams is refused.
 
 Output:
   -o, --output FILE.wav      the beams, one channel per beam, 24-bit (RF64 beyond 4 GiB).
   --float                    write the beams as 32-bit floats instead.
   --array-output FILE.wav    also write the 32 capsule signals of a rendered scene,
                              calibrated, as the application records them (24-bit).
-  Files are written under a temporary name and appear only when complete.
+  Files are written under a temporary name and appear only when complete. An output
+  that is the same file as an input or as another output (under any name: a path, a
+  symbolic link, a hard link) is refused before anything is written.
 
 Sound map (where sound comes from, over the whole input; needs the 32 capsule channels):
   --map FILE.png             the map as a picture: azimuth 0..360 from left to right,
@@ -264,6 +331,9 @@ Examples:
   vantoria-render take.wav --beams stage.vts --float -o take-beams.wav
   vantoria-render --scene --beam 30,90,omni -o beams.wav --map map.png --map-peaks
 
-Exit status: 0 on success, 1 when rendering failed, 2 for a command line it cannot use.
+Exit status: 0 on success (warnings and notes go to the error stream); 1 when an input
+cannot be read, an output cannot be written or rendering failed; 2 for a command line it
+cannot use: an unknown option, pattern or "WNG" value, a value out of range, beams for an
+input without the 32 capsule channels, an output that is an input or another output.
 )");
 }

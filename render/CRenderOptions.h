@@ -1,7 +1,8 @@
 #pragma once
-// The command line of vantoria-render, parsed into one record. Only the syntax is checked
-// here; pattern names and "WNG" values are checked against the pattern library when the
-// beams are resolved (CPatternCatalogue), sample rates by the audio graph.
+// The command line of vantoria-render, parsed into one record: its syntax, the ranges of
+// its values, and that no output is an input or another output. Pattern names and "WNG"
+// values are checked against the pattern library when the beams are resolved
+// (CPatternCatalogue), a file's channel count and sample rate when it is opened.
 
 #include "device/scene/CSceneSignal.h"
 #include "widgets/beamsettings/CBeamSettings.h"
@@ -10,10 +11,11 @@
 #include <QString>
 #include <QStringList>
 
-// One source of a described scene: a plane wave from (phi, theta) carrying a signal.
+// One source of a described scene: a plane wave from (phi, theta) carrying a signal. The
+// modelled sphere takes any direction, so a source keeps the decimals of its angles.
 struct CSceneSourceRequest {
-    int phi = 0;
-    int theta = 90;
+    double phi = 0.0;
+    double theta = 90.0;
     CSceneSignal::Kind kind = CSceneSignal::Kind::Noise;
     double frequency = 1000.0; // of a sine
     float levelDb = -12.0f;    // peak level of the signal at the sphere
@@ -39,6 +41,7 @@ struct CRenderOptions {
     int blockLength = 512;
     bool quiet = false;
     bool help = false;
+    QStringList notes;                  // what the parse changed, for the user to read
 
     // False with a one-line `error` when the command line cannot be used.
     static bool parse(const QStringList& arguments, CRenderOptions& options, QString& error);

@@ -49,17 +49,30 @@ bool CRenderer::prepare(const CRenderOptions& options, QString& error)
         buildScene(options);
     else if (!openInputFile(options, error))
         return false;
+    if (mOutputChannels < 1)
+        return refuse(error, QStringLiteral("no beams: give --beam AZ,EL,PATTERN or --beams FILE.vts with at least one "
+                                            "track"));
     return buildGraph(options, error) && openOutputs(options, error);
 }
 
+bool CRenderer::refuse(QString& error, const QString& message)
+{
+    error = message;
+    mRefusedCommandLine = true;
+    return false;
+}
+
+// A pattern or "WNG" value that does not exist is the command line's fault; a settings
+// file that cannot be read is the file's.
 bool CRenderer::resolveBeams(const CRenderOptions& options, QString& error)
 {
     mBeams.clear();
     if (options.beamFile.isEmpty()) {
         for (const CBeamTrackRecord& beam : options.beams) {
             CBeamSetting setting;
-            if (!mCatalogue.resolveStrict(beam, setting, error))
-                return false;
+            QString why;
+            if (!mCatalogue.resolveStrict(beam, setting, why))
+                return refuse(error, why);
             mBeams.push_back(setting);
         }
         return true;
@@ -83,31 +96,38 @@ bool CRenderer::openInputFile(const CRenderOptions& options, QString& error)
         error = QStringLiteral("cannot read %1: no such file").arg(mInputName);
         return false;
     }
-    CWaveFile probe;
-    int channels = 0, rate = 0, tag = 0, bytes = 0, levl = 0;
-    if (probe.openExisting(mInputName, channels, rate, tag, bytes, levl) != waveOk || channels < 1) {
-        error = QStringLiteral("cannot read %1: not a readable wave file").arg(mInputName);
+    if (!mInput.open(mInputName, mBlock, error))
         return false;
-    }
-    if (tag != waveTagPcm && tag != waveTagFloat) {
-        error = QStringLiteral("cannot read %1: samples are neither integer PCM nor float").arg(mInputName);
-        return false;
-    }
-    if (probe.numFrames() < 1) {
-        error = QStringLiteral("cannot read %1: the file holds no samples").arg(mInputName);
-        return false;
-    }
-    mSampleRate = rate;
-    mTotalFrames = probe.numFrames();
+    const int channels = mInput.channels();
+    const QString counted = QStringLiteral("%1 has %2 channel%3").arg(mInputName).arg(channels).arg(channels == 1 ? "" : "s");
     mBeamformed = channels == kCapsules;
+    if (!mBeamformed && (!options.beams.isEmpty() || !options.beamFile.isEmpty()))
+        return refuse(error, QStringLiteral("%1: the beams need the %2 capsule channels (without --beam and --beams the "
+                                            "file is copied straight through)")
+                                 .arg(counted)
+                                 .arg(kCapsules));
+    mSampleRate = mInput.sampleRate();
+    mTotalFrames = mInput.frames();
     mOutputChannels = mBeamformed ? int(mBeams.size()) : std::min(channels, kMaxBeams);
     if (!mBeamformed && options.wantsMap())
-        mMapNote = QStringLiteral("no sound map: %1 has %2 channel%3, the map needs the array's %4 capsule channels")
-                       .arg(mInputName)
-                       .arg(channels)
-                       .arg(channels == 1 ? "" : "s")
+        mMapNote = QStringLiteral("no sound map: %1, the map needs the array's %2 capsule channels")
+                       .arg(counted)
                        .arg(kCapsules);
+    noteUnfinishedInput();
     return true;
+}
+
+void CRenderer::noteUnfinishedInput()
+{
+    if (!mInput.unfinished())
+        return;
+    const auto length = [this](qint64 frames) {
+        return QStringLiteral("%1 frames (%2 s)").arg(frames).arg(double(frames) / mSampleRate, 0, 'f', 3);
+    };
+    mInputWarning = QStringLiteral("warning: %1 is unfinished: its header promises %2, the file holds %3; "
+                                   "rendering the %4 frames there")
+                        .arg(mInputName, length(mInput.promisedFrames()), length(mInput.frames()))
+                        .arg(mInput.frames());
 }
 
 void CRenderer::buildScene(const CRenderOptions& options)
@@ -133,12 +153,8 @@ void CRenderer::buildScene(const CRenderOptions& options)
 
 bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
 {
-    if (mOutputChannels < 1) {
-        error = QStringLiteral("no beams: give --beam AZ,EL,PATTERN or --beams FILE.vts with at least one track");
-        return false;
-    }
-    const int result = configureGraph(options.scene);
-    if (result == vkErrFormat || result == CAudioGraph::errFileRate)
+    const int result = configureGraph();
+    if (result == vkErrFormat)
         error = QStringLiteral("sample rate %1 Hz refused: the signal path runs at %2 to %3 Hz")
                     .arg(mSampleRate)
                     .arg(CAudioGraph::kMinSampleRate)
@@ -159,19 +175,19 @@ bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
 }
 
 // The graph's formats, input, processing mode and beam count; the first failing code.
-int CRenderer::configureGraph(bool scene)
+// A file comes in as the live input does: the renderer reads it with libsndfile, which
+// knows more containers than the application's file player.
+int CRenderer::configureGraph()
 {
     const float rate = float(mSampleRate);
     mGraph = std::make_unique<CAudioGraph>();
     int result = mGraph->configure(vkAudioInterface::timeDomain(kCapsules, rate, mBlock),
                                    vkAudioInterface::timeDomain(mOutputChannels, rate, mBlock));
     if (result == vkOk)
-        result = mGraph->setInputMode(scene ? CAudioGraph::inputLive : CAudioGraph::inputFile);
+        result = mGraph->setInputMode(CAudioGraph::inputLive);
     if (result == vkOk)
         result = mGraph->setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming
                                                        : CAudioGraph::processingStraight);
-    if (result == vkOk && !scene)
-        result = mGraph->openInputFile(QFile::encodeName(mInputName).constData());
     if (result == vkOk)
         result = mGraph->setNumBeams(mOutputChannels);
     return result;
@@ -228,9 +244,8 @@ bool CRenderer::openOutputs(const CRenderOptions& options, QString& error)
             return false;
         }
     }
-    // Without a thread of its own a file stage reads and writes when checkQueue() hands
-    // it a buffer: between blocks, in step with the render.
-    mGraph->audioFile(CAudioGraph::stageFilePlayer)->startFile(false);
+    // Without a thread of its own a file stage writes when checkQueue() hands it a
+    // buffer: between blocks, in step with the render.
     mGraph->audioFile(CAudioGraph::stageArrayRecorder)->startFile(false);
     const int result = mGraph->start();
     if (result != vkOk)
@@ -255,8 +270,12 @@ bool CRenderer::run(const std::function<void(double)>& progress, const std::atom
 
 bool CRenderer::renderBlock(qint64 done, QString& error)
 {
-    if (mScene)
+    if (mScene) {
         mScene->render(mIn.data(), mBlock);
+    } else if (!mInput.read(mIn.data(), kCapsules, mBlock)) {
+        error = QStringLiteral("cannot read %1: reading failed at %2 s").arg(mInputName).arg(double(done) / mSampleRate);
+        return false;
+    }
     const int result = mGraph->process(mIn.data(), mOut.data(), mBlock);
     if (result != vkOk) {
         error = QStringLiteral("the audio graph failed with code %1 at %2 s").arg(result).arg(double(done) / mSampleRate);

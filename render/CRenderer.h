@@ -1,6 +1,6 @@
 #pragma once
-// The offline render: one audio graph, fed from a wave file through its file player or
-// from the modelled scene as its live input, run block after block as fast as the
+// The offline render: one audio graph, fed as its live input from a recording that
+// libsndfile reads or from the modelled scene, run block after block as fast as the
 // machine allows. The beams (what the graph hands to the driver's outputs) go into a
 // wave file; a rendered scene's calibrated array signal can go through the graph's own
 // array recorder. Outputs appear under their names only after a complete run.
@@ -9,6 +9,7 @@
 // the graph's input volume applies the calibration gains that undo them, as the
 // application does with the box's calibration block.
 
+#include "render/CInputFile.h"
 #include "render/CPatternCatalogue.h"
 #include "render/CPendingFile.h"
 #include "render/CRenderOptions.h"
@@ -36,6 +37,10 @@ public:
     // Opens the input, resolves the beams, builds the graph and creates the outputs
     // under temporary names. False with a one-line `error`.
     bool prepare(const CRenderOptions& options, QString& error);
+    // After a failed prepare(): true when the command line asked for what cannot be done
+    // (a pattern or value that does not exist, beams for a file without the capsule
+    // channels, no beams), false when a file could not be read or written.
+    bool refusedCommandLine() const { return mRefusedCommandLine; }
     // Renders every block; `progress` gets the seconds done. `cancel` is polled between
     // blocks. On success the outputs take their names; on failure they are removed.
     bool run(const std::function<void(double)>& progress, const std::atomic<bool>& cancel, QString& error);
@@ -52,13 +57,17 @@ public:
     const std::vector<SoundMapPeak>& mapPeaks() const { return mPeaks; }
     // Why an asked-for map was not made; empty otherwise.
     const QString& mapNote() const { return mMapNote; }
+    // What the user should know of the input before the render (an unfinished file).
+    const QString& inputWarning() const { return mInputWarning; }
 
 private:
+    bool refuse(QString& error, const QString& message);
     bool resolveBeams(const CRenderOptions& options, QString& error);
     bool openInputFile(const CRenderOptions& options, QString& error);
+    void noteUnfinishedInput();
     void buildScene(const CRenderOptions& options);
     bool buildGraph(const CRenderOptions& options, QString& error);
-    int configureGraph(bool scene);
+    int configureGraph();
     void calibrate();
     void steerBeams();
     bool openOutputs(const CRenderOptions& options, QString& error);
@@ -79,6 +88,8 @@ private:
     std::unique_ptr<CSoundMap> mMap;
     std::vector<SoundMapPeak> mPeaks;
     QString mMapNote;
+    QString mInputWarning;
+    CInputFile mInput;
     CRenderSink mSink;
     std::unique_ptr<CHardwareModel> mHardware;
     std::unique_ptr<CSoundScene> mScene;
@@ -94,5 +105,6 @@ private:
     int mBlock = 512;
     int mOutputChannels = 0;
     bool mBeamformed = true;
+    bool mRefusedCommandLine = false;
     qint64 mTotalFrames = 0;
 };

@@ -21,9 +21,14 @@ void onInterrupt(int)
     gInterrupted.store(true, std::memory_order_relaxed);
 }
 
-int fail(const QString& message, int status)
+void say(const QString& message)
 {
     std::fprintf(stderr, "vantoria-render: %s\n", qPrintable(message));
+}
+
+int fail(const QString& message, int status)
+{
+    say(message);
     return status;
 }
 
@@ -44,7 +49,7 @@ void printSummary(const CRenderer& renderer, const CRenderOptions& options, doub
 void printMap(const CRenderer& renderer, const CRenderOptions& options)
 {
     if (!renderer.mapNote().isEmpty())
-        std::fprintf(stderr, "vantoria-render: %s\n", qPrintable(renderer.mapNote()));
+        say(renderer.mapNote());
     if (!options.quiet && renderer.soundMap() && !options.mapFile.isEmpty())
         std::printf("Wrote the sound map to %s\n", qPrintable(options.mapFile));
     if (options.mapPeaks && renderer.soundMap()) {
@@ -68,12 +73,16 @@ int main(int argc, char** argv)
         std::printf("%s", qPrintable(CRenderOptions::helpText()));
         return 0;
     }
+    for (const QString& note : options.notes)
+        say(note);
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);
 
     CRenderer renderer;
     if (!renderer.prepare(options, error))
-        return fail(error, 1);
+        return fail(error, renderer.refusedCommandLine() ? 2 : 1);
+    if (!renderer.inputWarning().isEmpty())
+        say(renderer.inputWarning());
     CProgressBar bar(stderr, renderer.durationSeconds(), !options.quiet);
     const auto start = std::chrono::steady_clock::now();
     const bool done = renderer.run([&bar](double seconds) { bar.update(seconds); }, gInterrupted, error);

@@ -1,89 +1,73 @@
 // vantoria-render as a user runs it: exit status, the one-line message, and the files
 // that are (and are not) left behind.
 
+#include "RenderProgram.h"
 #include "RenderTestSupport.h"
 
 #include "widgets/beamsettings/CBeamSettings.h"
-
-#include <QDir>
-#include <QProcess>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
 
 using namespace render_test;
 
 namespace {
 
-struct Outcome {
-    int status = -1;
-    QString out;
-    QString err;
-};
+using RenderCommandLine = RenderProgram;
 
-class RenderCommandLine : public ::testing::Test {
-protected:
-    QString path(const QString& name) const { return mDir.filePath(name); }
-
-    Outcome run(const QStringList& arguments, int interruptAfterMs = -1) const
-    {
-        QProcess process;
-        process.setWorkingDirectory(mDir.path());
-        process.start(VK_RENDER_EXECUTABLE, arguments);
-        EXPECT_TRUE(process.waitForStarted());
-        if (interruptAfterMs >= 0 && !process.waitForFinished(interruptAfterMs))
-            ::kill(pid_t(process.processId()), SIGINT);
-        EXPECT_TRUE(process.waitForFinished(120000));
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                QString::fromLocal8Bit(process.readAllStandardOutput()),
-                QString::fromLocal8Bit(process.readAllStandardError())};
-    }
-
-    QStringList filesInDir() const
-    {
-        return QDir(mDir.path()).entryList(QDir::Files | QDir::Hidden, QDir::Name);
-    }
-
-    void writeText(const QString& name, const QByteArray& text) const
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
-    }
-
-    QTemporaryDir mDir;
-};
-
-TEST_F(RenderCommandLine, EveryErrorExitsNonZeroWithItsMessageAndWritesNothing)
+// 2 for every command line that cannot be used, 1 for files that cannot be read or
+// written; one line each, and nothing left behind.
+TEST_F(RenderCommandLine, EveryErrorExitsWithItsStatusAndMessageAndWritesNothing)
 {
     writeText("text.wav", "this is not a wave file");
     ASSERT_TRUE(writeWave(path("fast.wav"), noise(32, 1000, 96000, 1)));
     ASSERT_TRUE(writeWave(path("array.wav"), noise(32, 1000, 44100, 1)));
+    ASSERT_TRUE(writeWave(path("stereo.wav"), noise(2, 1000, 44100, 1)));
     ASSERT_TRUE(writeWave(path("empty.wav"), noise(32, 0, 44100, 1)));
+    CBeamSettings settings;
+    settings.tracks.append(CBeamTrackRecord{});
+    ASSERT_EQ(settings.save(path("stage.vts")), CBeamSettings::resultOk);
     writeText("plain", "a file where a folder should be");
+    const QStringList omni{"--beam", "0,90,omni", "-o", "out.wav"};
+    QStringList nineteen{"--scene", "-o", "out.wav"};
+    for (int i = 0; i < 19; ++i)
+        nineteen << "--beam" << "0,90,omni";
     const struct {
         QStringList arguments;
         int status;
         QString message;
     } cases[] = {
         {{"missing.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "cannot read missing.wav: no such file"},
-        {{"text.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "cannot read text.wav: not a readable wave file"},
+        {{"text.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1,
+         "cannot read text.wav: not a sound file that libsndfile reads"},
         {{"empty.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "cannot read empty.wav: the file holds no samples"},
         {{"fast.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 1,
          "sample rate 96000 Hz refused: the signal path runs at 39690 to 48510 Hz"},
-        {{"--scene", "--rate", "39689", "--beam", "0,90,omni", "-o", "out.wav"}, 1, "sample rate 39689 Hz refused"},
-        {{"--scene", "--beam", "0,90", "-o", "out.wav"}, 2, "bad --beam \"0,90\""},
-        {{"--scene", "--beam", "0,90,cardioid", "-o", "out.wav"}, 1, "unknown pattern \"cardioid\""},
-        {{"--scene", "--beam", "0,90,card3,5", "-o", "out.wav"}, 1, "pattern \"card3\" has no \"WNG\" value 5"},
         {{"--scene", "--beams", "missing.vts", "-o", "out.wav"}, 1, "missing.vts: cannot read"},
         {{"--scene", "--beams", "text.wav", "-o", "out.wav"}, 1, "Ending not recognized"},
-        {{"array.wav", "-o", "out.wav"}, 1, "no beams"},
         {{"array.wav", "--beam", "0,90,omni", "-o", "plain/out.wav"}, 1, "cannot write plain/out.wav"},
         {{"--scene", "--beam", "0,90,omni", "-o", "out.wav", "--array-output", "no/such/dir/a.wav"}, 1,
          "cannot write no/such/dir/a.wav"},
         {{}, 2, "no input"},
+        {QStringList{"--scene", "--bogus"} + omni, 2, "Unknown option 'bogus'"},
+        {QStringList{"array.wav", "fast.wav"} + omni, 2, "more than one input file"},
+        {{"--scene", "-o", "out.wav", "--rate", "39689", "--beam", "0,90,omni"}, 2,
+         "bad --rate \"39689\": the signal path runs at 39690 to 48510 Hz"},
+        {QStringList{"--scene", "--duration", "0"} + omni, 2, "bad --duration"},
+        {QStringList{"--scene", "--block", "0"} + omni, 2, "bad --block"},
+        {QStringList{"--scene", "--map-grid", "7"} + omni, 2, "bad --map-grid \"7\""},
+        {QStringList{"--scene", "--source", "0,90,bell"} + omni, 2, "bad --source \"0,90,bell\""},
+        {{"--scene", "--beam", "0,90", "-o", "out.wav"}, 2, "bad --beam \"0,90\""},
+        {{"--scene", "--beam", "0,180.5,omni", "-o", "out.wav"}, 2, "bad --beam \"0,180.5,omni\""},
+        {{"--scene", "--beam", "0,90,card3,0.5", "-o", "out.wav"}, 2, "bad --beam \"0,90,card3,0.5\""},
+        {{"--scene", "--beam", "0,90,cardioid", "-o", "out.wav"}, 2, "unknown pattern \"cardioid\""},
+        {{"--scene", "--beam", "0,90,card3,5", "-o", "out.wav"}, 2, "pattern \"card3\" has no \"WNG\" value 5"},
+        {QStringList{"--scene", "--beams", "stage.vts"} + omni, 2, "either with --beam or with --beams"},
+        {nineteen, 2, "too many beams: at most 18"},
+        {{"--scene", "--beam", "0,90,omni"}, 2, "no output"},
+        {{"array.wav", "-o", "out.wav"}, 2, "no beams"},
+        {QStringList{"array.wav", "--array-output", "a.wav"} + omni, 2, "--array-output needs a rendered scene"},
+        {{"stereo.wav", "--beam", "0,90,omni", "-o", "out.wav"}, 2,
+         "stereo.wav has 2 channels: the beams need the 32 capsule channels"},
+        {{"stereo.wav", "--beams", "stage.vts", "-o", "out.wav"}, 2,
+         "stereo.wav has 2 channels: the beams need the 32 capsule channels"},
     };
     const QStringList before = filesInDir();
     for (const auto& c : cases) {
@@ -144,6 +128,20 @@ TEST_F(RenderCommandLine, ASettingsFileGivesTheSameBeamsAsTheOptions)
     // The muted track is silent.
     EXPECT_EQ(*std::max_element(a.data[2].begin(), a.data[2].end()), 0.0f);
     EXPECT_EQ(*std::min_element(a.data[2].begin(), a.data[2].end()), 0.0f);
+}
+
+TEST_F(RenderCommandLine, FractionalBeamAnglesGiveTheNearestWholeDegreeBeamsWithOneNote)
+{
+    const QStringList common{"--scene", "--duration", "0.3", "--float", "-q"};
+    const Outcome fractional =
+        run(common + QStringList{"--beam", "30.4,89.6,card3", "--beam", "150.5,59.5,hyper3", "-o", "fractional.wav"});
+    ASSERT_EQ(fractional.status, 0) << qPrintable(fractional.err);
+    EXPECT_EQ(fractional.err, "vantoria-render: note: beams steer by whole degrees, so fractional beam angles are "
+                              "rounded (--beam 30.4,89.6,card3 steers to 30,90)\n");
+    const Outcome whole = run(common + QStringList{"--beam", "30,90,card3", "--beam", "151,60,hyper3", "-o", "whole.wav"});
+    ASSERT_EQ(whole.status, 0) << qPrintable(whole.err);
+    EXPECT_TRUE(whole.err.isEmpty()) << qPrintable(whole.err);
+    EXPECT_EQ(readWave(path("fractional.wav")).data, readWave(path("whole.wav")).data);
 }
 
 TEST_F(RenderCommandLine, ASuccessfulRenderSaysWhatItDidAndHelpExplainsTheOptions)

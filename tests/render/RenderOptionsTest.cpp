@@ -94,6 +94,29 @@ TEST(RenderOptions, UnusableCommandLinesGiveOneLineThatSaysWhatIsWrong)
     EXPECT_TRUE(error.contains("at most 18")) << qPrintable(error);
 }
 
+// Beams steer by whole degrees: their angles are rounded, and one note says so however
+// many beams were rounded. A modelled source takes any direction and keeps its decimals.
+TEST(RenderOptions, FractionalAnglesRoundForBeamsWithOneNoteAndStayForSources)
+{
+    CRenderOptions options;
+    QString error;
+    ASSERT_TRUE(parse("--scene --beam 30.4,89.6,card3 --beam 359.5,0.5,omni --beam 10,20,omni -o b.wav", options, error))
+        << qPrintable(error);
+    ASSERT_EQ(options.beams.size(), 3);
+    EXPECT_EQ(QString("%1,%2 %3,%4 %5,%6")
+                  .arg(options.beams[0].phi).arg(options.beams[0].theta)
+                  .arg(options.beams[1].phi).arg(options.beams[1].theta)
+                  .arg(options.beams[2].phi).arg(options.beams[2].theta),
+              "30,90 0,1 10,20");
+    ASSERT_EQ(options.notes.size(), 1);
+    EXPECT_TRUE(options.notes[0].contains("--beam 30.4,89.6,card3 steers to 30,90")) << qPrintable(options.notes[0]);
+
+    ASSERT_TRUE(parse("--source 30.25,100.75,noise --beam 30,90,card3 -o b.wav", options, error)) << qPrintable(error);
+    EXPECT_EQ(options.sources[0].phi, 30.25);
+    EXPECT_EQ(options.sources[0].theta, 100.75);
+    EXPECT_TRUE(options.notes.isEmpty());
+}
+
 class PatternCatalogue : public ::testing::Test {
 protected:
     static CBeamTrackRecord beam(const char* pattern, const char* parameter, float volume = 0.0f)
