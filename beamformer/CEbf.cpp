@@ -248,6 +248,11 @@ int CEbf::setModeFir(const float* const taps[kOrders])
     return vkOk;
 }
 
+int CEbf::modeFirLength(int k)
+{
+    return validMode(k) ? kEbfModeFilterLengths[orderOfMode(k)] : 0;
+}
+
 int CEbf::setFilterMode(int mode)
 {
     if (mode < kFilterBiquads || mode > kFilterNone || (mode == kFilterBiquadsAndFir && !mModeFir[0]))

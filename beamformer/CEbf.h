@@ -75,7 +75,18 @@ public:
     int order() const { return mOrder; }
     int numModes() const { return mNumModes; }
 
+    // The filters that filter mode 1 runs, for tests and tools; they change only while
+    // stopped. The FIR state of mode k, null until setModeFir or for k outside 0..15;
+    // ippsFIRGetTaps_32f reads its modeFirLength(k) taps back.
+    const IppsFIRState_32f* modeFir(int k) const { return validMode(k) ? mModeFir[k] : nullptr; }
+    // Taps of mode k's filter by its order: 1, 1, 631, 409; 0 for k outside 0..15.
+    static int modeFirLength(int k);
+    // The delay line after mode k's filter, in samples (315, 315, 0, 111 by order), which
+    // brings every mode to firDelay(); 0 until setModeFir or for k outside 0..15.
+    int modeDelayLength(int k) const { return validMode(k) ? mModeDelayLength[k] : 0; }
+
 private:
+    static bool validMode(int k) { return k >= 0 && k < kMaxModes; }
     void mixModes(float** in, float** out, int frames) const;
     void runFilters(float** out, int frames);
 

@@ -252,6 +252,29 @@ IppStatus ippsFIRFree_32f(IppsFIRState_32f* state)
     return ippStsNoErr;
 }
 
+// The inverse of the layouts that buildState writes: reversed single-rate taps, or the
+// phases of polyphaseTaps.
+IppStatus ippsFIRGetTaps_32f(const IppsFIRState_32f* state, Ipp32f* taps)
+{
+    if (!state || !taps)
+        return ippStsNullPtrErr;
+    if (!isFirState(state))
+        return ippStsContextMatchErr;
+    const IppsFIRState_32f& s = *state;
+    if (!s.multiRate()) {
+        for (int i = 0; i < s.tapsLen; ++i)
+            taps[i] = static_cast<Ipp32f>(s.coefs[s.tapsLen - 1 - i]);
+        return ippStsNoErr;
+    }
+    const int phaseLen = s.historyLen;
+    for (int i = 0; i < s.tapsLen; ++i) {
+        const int f = i % s.upFactor;
+        const int m = phaseLen - 1 - i / s.upFactor;
+        taps[i] = static_cast<Ipp32f>(s.coefs[std::int64_t{f} * phaseLen + m]);
+    }
+    return ippStsNoErr;
+}
+
 // dly, when given, holds the kept input history oldest first: tapsLen - 1 samples for a
 // single-rate state, ceil(tapsLen / upFactor) for a multi-rate one.
 IppStatus ippsFIRSetDlyLine_32f(IppsFIRState_32f* state, const Ipp32f* dly)

@@ -113,6 +113,8 @@ IppStatus ippsFIRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, i
 IppStatus ippsFIRMRInitAlloc_32f(IppsFIRState_32f** ppState, const Ipp32f* taps, int tapsLen, int upFactor,
                                  int upPhase, int downFactor, int downPhase, const Ipp32f* dly);
 IppStatus ippsFIRFree_32f(IppsFIRState_32f* state);
+// Copies the taps a state runs into taps, first tap first (tapsLen floats, as built).
+IppStatus ippsFIRGetTaps_32f(const IppsFIRState_32f* state, Ipp32f* taps);
 IppStatus ippsFIRSetDlyLine_32f(IppsFIRState_32f* state, const Ipp32f* dly);
 IppStatus ippsFIR_32f(const Ipp32f* src, Ipp32f* dst, int numIters, IppsFIRState_32f* state);
 IppStatus ippsFIR_32f_I(Ipp32f* srcDst, int numIters, IppsFIRState_32f* state);

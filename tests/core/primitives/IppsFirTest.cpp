@@ -187,6 +187,37 @@ INSTANTIATE_TEST_SUITE_P(Factors, IppsFirMultiRate,
     ::testing::Values(MultiRateCase{31, 1, 0, 2, 0}, MultiRateCase{31, 2, 0, 1, 0}, MultiRateCase{64, 3, 1, 2, 1},
         MultiRateCase{17, 2, 1, 3, 2}, MultiRateCase{320, 147, 0, 160, 0}, MultiRateCase{5, 1, 0, 1, 0}));
 
+TEST(IppsFir, GivesBackTheTapsItRunsWhateverTheLayout)
+{
+    // Single rate (reversed taps) and multi-rate (phases padded with zeros) store the taps
+    // differently; both must read back bit for bit.
+    const int factors[][2] = {{1, 1}, {1, 2}, {3, 2}, {147, 160}};
+    for (const auto& [up, down] : factors) {
+        for (int length : {1, 5, 320}) {
+            const std::vector<float> h = randomFloats(static_cast<std::size_t>(length), 40u + length);
+            IppsFIRState_32f* fir = nullptr;
+            ASSERT_EQ(ippsFIRMRInitAlloc_32f(&fir, h.data(), length, up, 0, down, 0, nullptr), ippStsNoErr);
+            std::vector<float> read(h.size(), -99.0f);
+            ASSERT_EQ(ippsFIRGetTaps_32f(fir, read.data()), ippStsNoErr);
+            EXPECT_EQ(read, h) << length << " taps, up " << up << ", down " << down;
+            ippsFIRFree_32f(fir);
+        }
+    }
+    const float taps[3] = {1, 2, 3};
+    IppsFIRState_32f* fir = nullptr;
+    ASSERT_EQ(ippsFIRInitAlloc_32f(&fir, taps, 3, nullptr), ippStsNoErr);
+    float read[3] = {};
+    EXPECT_EQ(ippsFIRGetTaps_32f(nullptr, read), ippStsNullPtrErr);
+    EXPECT_EQ(ippsFIRGetTaps_32f(fir, nullptr), ippStsNullPtrErr);
+    ippsFIRFree_32f(fir);
+    const double section[6] = {1, 0, 0, 1, 0, 0};
+    IppsIIRState64f_32f* iir = nullptr;
+    ASSERT_EQ(ippsIIRInitAlloc64f_BiQuad_32f(&iir, section, 1, nullptr), ippStsNoErr);
+    EXPECT_EQ(ippsFIRGetTaps_32f(reinterpret_cast<IppsFIRState_32f*>(iir), read), ippStsContextMatchErr);
+    EXPECT_EQ(read[0], 0.0f);
+    ippsIIRFree64f_32f(iir);
+}
+
 TEST(IppsFir, ChecksComeInOrderAndErrorsChangeNothing)
 {
     const float taps[3] = {1, 2, 3};
