@@ -1,6 +1,13 @@
 // Polar curves: the stored rows are the magnitude of the beam formed by the stored order
-// filters, relative to its largest magnitude at each frequency, averaged over 800 Hz to
-// 4 kHz; they follow the ideal shapes and the measured samples.
+// filters, relative to its largest magnitude at each frequency, averaged over 850 Hz to
+// 3 kHz (the band where the beam's shape still changes with frequency); they follow the
+// ideal shapes and the measured samples.
+//
+// Tolerances. The measured figures have four decimals (two for the departures, whole
+// degrees for the widths). In the main lobe the curves of the filters agree with them to
+// 0.01. Near the nulls and at the rear the measured curves sit up to 0.035 higher: the
+// real beam does not cancel as completely as the beam of the filters alone, which is all
+// the curves are made from. So main-lobe samples get 0.01 and all others 0.04.
 
 #include "beamformer/CZircFactory.h"
 #include "tests/beamformer/patternShapes.h"
@@ -26,11 +33,11 @@ protected:
 
 // The documented definition, evaluated independently of the design program: at each
 // frequency the beam of the stored order filters against the angle off its axis, scaled
-// by its largest magnitude; then the mean over 800 Hz to 4 kHz in 5 Hz steps.
+// by its largest magnitude; then the mean over 850 Hz to 3 kHz in 5 Hz steps.
 std::vector<double> polarFromFilters(const vkPattern& p, int param)
 {
     std::vector<double> mean(37, 0.0);
-    for (double f = 800.0; f <= 4000.0; f += 5.0) {
+    for (double f = 850.0; f <= 3000.0; f += 5.0) {
         double order[4];
         for (int n = 0; n < 4; ++n) {
             const int length = p.modalLengths(param)[n];
@@ -85,55 +92,68 @@ TEST_F(PatternPolar, RowsAreTheAveragedBeamOfTheStoredFilters)
     }
 }
 
-// How far each pattern may depart from |sum a_n P_n(cos gamma)| (scaled to a largest value
-// of 1): low frequencies, where the beam has a lower order, count in the broader ones.
-double allowedDeparture(int index, int param)
+// Largest departure of row p from |sum a_n P_n(cos gamma)| (scaled to a largest value of 1).
+double departure(const vkPattern& p, int index, int param)
 {
-    switch (index) {
-    case kPatternSuper3: return 0.06;
-    case kPatternHyper2: return 0.08;
-    case kPatternTorus: return 0.12;
-    case kPatternHyper3: return 0.07 + (0.24 - 0.07) * param / 4.0;
-    default: return 0.03;
-    }
+    const Shape a = shapeOf(index);
+    double peak = 0.0;
+    for (int e = 0; e <= 36; ++e)
+        peak = std::max(peak, std::abs(idealBeam(a, 5.0 * e)));
+    double worst = 0.0;
+    for (int e = 0; e <= 36; ++e)
+        worst = std::max(worst, std::abs(p.polarRow(param)[e] - std::abs(idealBeam(a, 5.0 * e)) / peak));
+    return worst;
 }
 
-TEST_F(PatternPolar, RowsFollowTheIdealShape)
+// Low frequencies, where the beam has a lower order, count in the broader rows: the
+// measured departures are 0.06 for "super3", 0.08 for "hyper2" and 0.24 for "hyper3",
+// each at 12, and at most 0.03 elsewhere. They lie at 55 to 70 degrees, by the first
+// null, hence 0.02 (two decimals and the main-lobe agreement) on the three figures.
+TEST_F(PatternPolar, RowsDepartFromTheIdealShapeAsMeasured)
 {
     for (int i = 0; i < kPatternCount; ++i) {
         const vkPattern& p = pattern(i);
-        const Shape a = shapeOf(i);
-        double peak = 0.0;
-        for (int e = 0; e <= 36; ++e)
-            peak = std::max(peak, std::abs(idealBeam(a, 5.0 * e)));
-        for (int k = 0; k < p.mNumParameters; ++k)
-            for (int e = 0; e <= 36; ++e)
-                EXPECT_NEAR(p.polarRow(k)[e], std::abs(idealBeam(a, 5.0 * e)) / peak, allowedDeparture(i, k))
-                    << p.mName << " p " << k << " at " << 5 * e << " degrees";
+        for (int k = 0; k < p.mNumParameters; ++k) {
+            const double d = departure(p, i, k);
+            if (i == kPatternHyper3) {
+                // Rises with the value, from at most 0.07 at -12.
+                if (k > 0) {
+                    EXPECT_GT(d, departure(p, i, k - 1)) << "p " << k;
+                }
+                if (k == 0) {
+                    EXPECT_LE(d, 0.07);
+                }
+            } else if (i == kPatternTorus) {
+                EXPECT_LE(d, 0.12);
+            } else if (i != kPatternSuper3 && i != kPatternHyper2) {
+                EXPECT_LE(d, 0.03) << p.mName << " p " << k;
+            }
+        }
     }
+    EXPECT_NEAR(departure(pattern(kPatternSuper3), kPatternSuper3, 4), 0.06, 0.02);
+    EXPECT_NEAR(departure(pattern(kPatternHyper2), kPatternHyper2, 4), 0.08, 0.02);
+    EXPECT_NEAR(departure(pattern(kPatternHyper3), kPatternHyper3, 4), 0.24, 0.02);
 }
 
 // Measured entries at value 0, at 0, 45, 90, 135 and 180 degrees.
 struct PolarSample {
     int index;
     double value[5];
-    double tolerance;
 };
 
 const PolarSample kSamples[] = {
-    {kPatternOmni, {0.9999, 0.9999, 0.9999, 0.9998, 1.0000}, 0.03},
-    {kPatternSuper3, {1.0000, 0.5145, 0.0361, 0.0217, 0.0086}, 0.06},
-    {kPatternSuper2, {1.0000, 0.6413, 0.0944, 0.0267, 0.0777}, 0.03},
-    {kPatternSuper1, {1.0000, 0.8142, 0.3646, 0.0849, 0.2706}, 0.03},
-    {kPatternHyper3, {1.0000, 0.2509, 0.1081, 0.0799, 0.2092}, 0.06},
-    {kPatternHyper2, {1.0000, 0.4866, 0.1674, 0.0250, 0.3367}, 0.08},
-    {kPatternHyper1, {1.0000, 0.7808, 0.2505, 0.2798, 0.4989}, 0.03},
-    {kPatternCard3, {1.0000, 0.6282, 0.1325, 0.0129, 0.0206}, 0.03},
-    {kPatternCard2, {1.0000, 0.7305, 0.2546, 0.0216, 0.0265}, 0.03},
-    {kPatternCard1, {1.0000, 0.8540, 0.5007, 0.1475, 0.0035}, 0.03},
-    {kPatternDipole1, {1.0000, 0.7075, 0.0001, 0.7076, 1.0000}, 0.03},
-    // The stored ring is ideal, 0 on the axis; the measured one does not reach 0 there.
-    {kPatternTorus, {0.1187, 0.5117, 1.0000, 0.5117, 0.1189}, 0.12},
+    {kPatternOmni, {0.9999, 0.9999, 0.9999, 0.9998, 1.0000}},
+    {kPatternSuper3, {1.0000, 0.5145, 0.0361, 0.0217, 0.0086}},
+    {kPatternSuper2, {1.0000, 0.6413, 0.0944, 0.0267, 0.0777}},
+    {kPatternSuper1, {1.0000, 0.8142, 0.3646, 0.0849, 0.2706}},
+    {kPatternHyper3, {1.0000, 0.2509, 0.1081, 0.0799, 0.2092}},
+    {kPatternHyper2, {1.0000, 0.4866, 0.1674, 0.0250, 0.3367}},
+    {kPatternHyper1, {1.0000, 0.7808, 0.2505, 0.2798, 0.4989}},
+    {kPatternCard3, {1.0000, 0.6282, 0.1325, 0.0129, 0.0206}},
+    {kPatternCard2, {1.0000, 0.7305, 0.2546, 0.0216, 0.0265}},
+    {kPatternCard1, {1.0000, 0.8540, 0.5007, 0.1475, 0.0035}},
+    {kPatternDipole1, {1.0000, 0.7075, 0.0001, 0.7076, 1.0000}},
+    {kPatternTorus, {0.1187, 0.5117, 1.0000, 0.5117, 0.1189}},
 };
 
 TEST_F(PatternPolar, RowsMatchTheMeasuredSamples)
@@ -141,8 +161,14 @@ TEST_F(PatternPolar, RowsMatchTheMeasuredSamples)
     for (const PolarSample& s : kSamples) {
         const vkPattern& p = pattern(s.index);
         const int param = p.defaultParameter();
-        for (int j = 0; j < 5; ++j)
-            EXPECT_NEAR(at(p, param, 45 * j), s.value[j], s.tolerance) << p.mName << " at " << 45 * j;
+        for (int j = 0; j < 5; ++j) {
+            // The main lobe: 45 degrees of every beam, 90 degrees of the ring. The stored
+            // ring is ideal, 0 on its axis, where the measured one is 0.12.
+            const bool ring = s.index == kPatternTorus;
+            const bool mainLobe = j == (ring ? 2 : 1);
+            const double tolerance = ring && (j == 0 || j == 4) ? 0.12 : mainLobe ? 0.01 : 0.04;
+            EXPECT_NEAR(at(p, param, 45 * j), s.value[j], tolerance) << p.mName << " at " << 45 * j;
+        }
     }
 }
 
@@ -157,8 +183,8 @@ TEST_F(PatternPolar, Hyper3RowsMatchTheMeasuredSamplesAtEveryValue)
     };
     const vkPattern& p = pattern(kPatternHyper3);
     for (int k = 0; k < 5; ++k)
-        for (int j = 0; j < 7; ++j)
-            EXPECT_NEAR(at(p, k, 30 * j), samples[k][j], 0.06) << "p " << k << " at " << 30 * j;
+        for (int j = 0; j < 7; ++j) // 30 degrees is in the main lobe
+            EXPECT_NEAR(at(p, k, 30 * j), samples[k][j], j == 1 ? 0.01 : 0.04) << "p " << k << " at " << 30 * j;
 }
 
 // Full width between the -3 dB points of a row, by linear interpolation.
@@ -179,10 +205,11 @@ TEST_F(PatternPolar, StoredBeamWidthsAgreeWithThePolarRows)
             const float* row = p.polarRow(k);
             // No beam: the axis is quiet (the ring), or nothing falls by 3 dB (omni).
             const double measured = row[0] < 0.5f ? 360.0 : widthOf(row);
-            // The stored widths are broadband measurements; the curves average one band,
-            // which for "hyper3" at 12 leaves the beam narrower than measured.
-            const double tolerance = i == kPatternHyper3 && k == 4 ? 7.0 : 2.0;
-            EXPECT_NEAR(measured, p.mBeamWidth[k], tolerance) << p.mName << " p " << k;
+            // The stored widths are whole degrees within 1 degree of the measured curves'
+            // widths, except "hyper3" at 12, whose measured curve is 58 degrees wide
+            // against the stored 61.
+            const double curveWidth = i == kPatternHyper3 && k == 4 ? 58.0 : p.mBeamWidth[k];
+            EXPECT_NEAR(measured, curveWidth, 1.5) << p.mName << " p " << k;
         }
     }
 }

@@ -4,13 +4,17 @@ After the modal equalisers and steering, the order-n signal of a plane wave from
 gamma off the beam axis carries sqrt((2n+1)/(4 pi)) * P_n(cos gamma); the beam is the sum
 of those through the order filters.  A pattern's polar curve is the magnitude of that
 beam relative to its largest magnitude at the same frequency, averaged with equal weight
-per hertz over 800 Hz to 4 kHz, then scaled so that its largest entry is 1.
+per hertz over 850 Hz to 3 kHz, then scaled so that its largest entry is 1.
 
-Above 4 kHz every row is flat, so the shape there is the plateau's and adds nothing; the
-band below it is where the parameter acts and the beam departs from its plateau shape.
-The lower edge, 800 Hz, is the one at which the curves reproduce the measured polar
-samples of all patterns at every parameter value (a lower edge broadens the curves of
-the high parameter values beyond the measured ones).
+The band covers the frequencies where the beam's shape still changes with frequency.
+Its upper edge is where every row of every pattern reaches its plateau (order 3 is in
+full from 3 kHz at every "WNG" value); above it the shape is the plateau's at every
+frequency, and how much of that were included would be an arbitrary weight on the ideal
+shape.  An upper edge of 4 kHz, for instance, diluted the transition band most where it
+lies highest, "hyper3" at 12 (order 3 arrives between 2 and 3 kHz), and left that curve
+3.5 degrees narrower than measured.  The lower edge, 850 Hz, is the one fitted to the
+measured polar samples and beam widths of all patterns together (the error is flat
+between 800 and 900 Hz); a lower edge broadens the curves of the high parameter values.
 """
 
 import numpy as np
@@ -19,7 +23,7 @@ from scipy.special import eval_legendre
 from fir import amplitude
 
 POINTS = 73  # every 5 degrees, 0 to 360 inclusive
-BAND = np.linspace(800.0, 4000.0, 641)  # 5 Hz steps
+BAND = np.linspace(850.0, 3000.0, 431)  # 5 Hz steps
 
 
 def beam(rows, f, gamma_deg):
