@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <new>
 
 HWY_BEFORE_NAMESPACE();
 namespace vk::levels::HWY_NAMESPACE {
@@ -109,6 +110,8 @@ namespace vk::levels {
 HWY_EXPORT(FollowLevelsKernel);
 } // namespace vk::levels
 
+static_assert(std::atomic<float>::is_always_lock_free, "the levels reach the reader through lock-free atomics");
+
 namespace {
 int groupsOf(int channels)
 {
@@ -144,6 +147,8 @@ void CMaxValue::releaseBuffers()
         ippsFree(*buffer);
         *buffer = nullptr;
     }
+    mPeakSinceRead.reset();
+    mEnvelopeShown.reset();
     mChannels = 0;
     mBlockLength = 0;
 }
@@ -156,7 +161,9 @@ int CMaxValue::allocateBuffers(int channels, int block)
     if (channels > 0) {
         mPeak = ippsMalloc_32f(padded);
         mEnvelope = ippsMalloc_32f(padded);
-        if (!mPeak || !mEnvelope)
+        mPeakSinceRead.reset(new (std::nothrow) std::atomic<float>[channels]);
+        mEnvelopeShown.reset(new (std::nothrow) std::atomic<float>[channels]);
+        if (!mPeak || !mEnvelope || !mPeakSinceRead || !mEnvelopeShown)
             return vkErrOutOfMemory;
         mChannels = channels;
     }
@@ -176,7 +183,6 @@ int CMaxValue::setFormat(const vkAudioInterface& in, const vkAudioInterface& out
         return vkErrStarted;
     if (!in.isSinglePrecision())
         return vkErrFormat;
-    std::lock_guard<std::mutex> guard(mLock);
     vkAudioClass::setFormat(in, out);
     releaseBuffers();
     if (allocateBuffers(in.channels(), in.frameLength()) != vkOk) {
@@ -185,6 +191,7 @@ int CMaxValue::setFormat(const vkAudioInterface& in, const vkAudioInterface& out
     }
     std::fill_n(mPeak, groupsOf(mChannels) * laneCount, 0.0f);
     std::fill_n(mEnvelope, groupsOf(mChannels) * laneCount, 0.0f);
+    reset();
     computeCoefficients();
     return vkOk;
 }
@@ -209,6 +216,22 @@ void CMaxValue::settleEnvelopes()
     }
 }
 
+// The block's peak raises the maximum the reader has not taken yet. A failed exchange
+// means the reader took it meanwhile (the only other writer, and only once a read), so
+// the loop ends after at most one retry per read.
+void CMaxValue::publishLevels()
+{
+    for (int ch = 0; ch < mChannels; ++ch) {
+        const float peak = mPeak[ch];
+        std::atomic<float>& since = mPeakSinceRead[ch];
+        float held = since.load(std::memory_order_relaxed);
+        while (peak > held && !since.compare_exchange_strong(held, peak, std::memory_order_release,
+                                                             std::memory_order_relaxed)) {
+        }
+        mEnvelopeShown[ch].store(mEnvelope[ch], std::memory_order_release);
+    }
+}
+
 int CMaxValue::process(float** in, float**, int frames)
 {
     if (!mConfigured)
@@ -216,18 +239,25 @@ int CMaxValue::process(float** in, float**, int frames)
     frames = std::min(frames, mBlockLength);
     if (frames < 1)
         return vkOk;
-    std::lock_guard<std::mutex> guard(mLock);
+    if (mClearRequested.exchange(false, std::memory_order_acquire))
+        std::fill_n(mEnvelope, mChannels, 0.0f);
+    std::fill_n(mPeak, mChannels, 0.0f);
     for (int first = 0; first < mChannels; first += laneCount)
         followLevels(in, first, frames);
     settleEnvelopes();
+    publishLevels();
     return vkOk;
 }
 
+// Clears what the reader sees now and the audio thread's envelopes before its next block,
+// so it is safe while blocks run.
 void CMaxValue::reset()
 {
-    std::lock_guard<std::mutex> guard(mLock);
-    std::fill_n(mPeak, mChannels, 0.0f);
-    std::fill_n(mEnvelope, mChannels, 0.0f);
+    mClearRequested.store(true, std::memory_order_release);
+    for (int ch = 0; ch < mChannels; ++ch) {
+        mPeakSinceRead[ch].store(0.0f, std::memory_order_relaxed);
+        mEnvelopeShown[ch].store(0.0f, std::memory_order_relaxed);
+    }
 }
 
 int CMaxValue::stop()
@@ -237,13 +267,14 @@ int CMaxValue::stop()
     return vkOk;
 }
 
-void CMaxValue::readLevels(float* peaks, float* envelopes, int count)
+int CMaxValue::takeLevels(float* peaks, float* envelopes, int count)
 {
-    std::lock_guard<std::mutex> guard(mLock);
     count = std::clamp(count, 0, mChannels);
-    std::copy_n(mPeak, count, peaks);
-    std::fill_n(mPeak, count, 0.0f);
-    std::copy_n(mEnvelope, count, envelopes);
+    for (int ch = 0; ch < count; ++ch) {
+        peaks[ch] = mPeakSinceRead[ch].exchange(0.0f, std::memory_order_acq_rel);
+        envelopes[ch] = mEnvelopeShown[ch].load(std::memory_order_acquire);
+    }
+    return count;
 }
 
 #endif // HWY_ONCE

@@ -88,7 +88,7 @@ void CLevelMeter::timerEvent(QTimerEvent* event)
 void CLevelMeter::advance()
 {
     if (mSource)
-        mSource->readLevels(mValues.data() + mChannels, mValues.data(), mChannels);
+        mSource->takeLevels(mValues.data() + mChannels, mValues.data(), mChannels);
     smooth();
     update();
 }

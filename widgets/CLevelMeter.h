@@ -4,8 +4,9 @@
 // square-root law in decibels, P = 100 - 10 sqrt(-dB): 0 dB at the top, -25 dB halfway,
 // -9 dB at 70 where the bar turns red, -100 dB at the bottom.
 //
-// Ten times a second the meter reads a level stage (under that stage's lock) and advances
-// its own fall; painting draws a pixmap made once per layout and the cached bars.
+// Ten times a second the meter takes the levels of a level stage (lock-free: the stage
+// never waits for it) and advances its own fall; painting draws a pixmap made once per
+// layout and the cached bars.
 
 #include <QBasicTimer>
 #include <QLineF>

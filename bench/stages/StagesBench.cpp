@@ -1,6 +1,6 @@
 // Cost of the small stages of the graph on the reference workload's shapes: 18 beams
 // through the high-pass, 32 inputs through level and volume, 18 beams through the output
-// level, blocks of 512 at 44.1 kHz.
+// level, blocks of 512 at 44.1 kHz; and the level stage with a reader taking its levels.
 // Reported as real-time factors (audio seconds per processor second); the high-pass also
 // as a fraction of the machine's double-precision multiply-add peak.
 
@@ -12,7 +12,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <atomic>
 #include <cmath>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -56,7 +58,7 @@ void HighpassEighteenBeams(benchmark::State& state)
     const std::vector<int> sections(beams, vkHighpassSections);
     stage.setSections(sections.data(), beams);
     for (int ch = 0; ch < beams; ++ch)
-        stage.setTaps(ch, vkHighpassSets[1].data());
+        stage.setTaps(ch, vkHighpassSet(1, kRate).data());
     Signals in(beams), out(beams);
     // Direct form II transposed: five multiply-adds a section and sample.
     const double macs = 5.0 * vkHighpassSections * beams * kBlock;
@@ -76,6 +78,28 @@ void Level(benchmark::State& state)
     measure(state, [&] { stage.process(in.pointers.data(), nullptr, kBlock); });
 }
 BENCHMARK(Level)->ArgName("channels")->Arg(32)->Arg(18);
+
+// The input level stage while another thread takes its levels without pause: the price of
+// the hand-over when every block's peaks meet a fresh take (cache lines moving between the
+// cores, a compare-exchange repeated), against Level/32 above.
+void LevelWhileAReaderTakes(benchmark::State& state)
+{
+    constexpr int channels = 32;
+    CMaxValue stage;
+    stage.setFormat(vkAudioInterface::timeDomain(channels, kRate, kBlock),
+                    vkAudioInterface::timeDomain(0, kRate, kBlock));
+    Signals in(channels);
+    std::atomic<bool> stop{false};
+    std::thread reader([&] {
+        float peaks[channels], envelopes[channels];
+        while (!stop.load(std::memory_order_relaxed))
+            stage.takeLevels(peaks, envelopes, channels);
+    });
+    measure(state, [&] { stage.process(in.pointers.data(), nullptr, kBlock); });
+    stop = true;
+    reader.join();
+}
+BENCHMARK(LevelWhileAReaderTakes);
 
 void VolumeThirtyTwoInputs(benchmark::State& state)
 {

@@ -330,8 +330,9 @@ int CAudioGraph::setHighpass(int index)
 {
     if (index < 0 || index >= vkHighpassSetCount)
         return vkErrRange;
+    const vkHighpassTapArray taps = vkHighpassSet(index, mHighpass->inFormat().sampleRate());
     for (int ch = 0; ch < mMaxBeams; ++ch)
-        if (const int r = mHighpass->setTaps(ch, vkHighpassSets[index].data()); r != vkOk)
+        if (const int r = mHighpass->setTaps(ch, taps.data()); r != vkOk)
             return r;
     mHighpassIndex.store(index, std::memory_order_release);
     return vkOk;

@@ -19,8 +19,8 @@
 // the chain and give 5 while started. Monitor routing, gains, the high-pass choice and
 // beam values may change while audio runs: each is a single atomic store (or a filter
 // published by its own stage) that takes effect with the next block.
-// Audio thread (process): no allocation, no lock, no I/O of its own; the level and file
-// stages take their own short locks.
+// Audio thread (process): no allocation, no lock, no I/O of its own; the file stages
+// take their own short locks.
 
 #include "core/contract/vkAudioClass.h"
 
@@ -102,7 +102,8 @@ public:
     // Calibration and input gain of stage 1 for the first `count` channels.
     void setInputChannelGains(const float* gains, int count);
 
-    // High-pass of the beams: set 0 passes through, 1..3 cut at 80, 160, 320 Hz; 8 else.
+    // High-pass of the beams: set 0 passes through, 1..3 cut at 80, 160, 320 Hz, designed
+    // at the graph's rate; 8 else.
     int setHighpass(int index);
     int highpassCount() const;
     // Fills up to `count` corner frequencies in Hz; gives the number written.

@@ -232,7 +232,7 @@ TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
     float envelopes[32] = {};
     CMaxValue* level = app->graph()->maxValue(CAudioGraph::stageInputLevel);
     EXPECT_TRUE(QTest::qWaitFor([&] {
-        level->readLevels(peaks, envelopes, 32);
+        level->takeLevels(peaks, envelopes, 32);
         return peaks[0] > 1e-4f;
     }, 3000));
     app->stop();

@@ -58,7 +58,7 @@ TEST_F(JackStartup, TheServerIsOfferedOpenedAndRuns)
     float envelopes[32] = {};
     CMaxValue* level = app.graph()->maxValue(CAudioGraph::stageInputLevel);
     EXPECT_TRUE(QTest::qWaitFor([&] {
-        level->readLevels(peaks, envelopes, 32);
+        level->takeLevels(peaks, envelopes, 32);
         return peaks[31] > 0.0f;
     }, 5000));
     app.stop();

@@ -1,5 +1,6 @@
 // One block through the graph: what reaches the driver's outputs, the monitor, the
-// anti-denormal offset, a failing stage, the beam chain's shortcuts and a stop.
+// anti-denormal offset, a failing stage, the beam chain's shortcuts, the high-pass at the
+// graph's rate and a stop.
 
 #include "tests/core/graph/GraphRig.h"
 
@@ -8,6 +9,7 @@
 #include "stages/CMaxValue.h"
 #include "stages/CVolumeControl.h"
 #include "stages/vkHighpassSets.h"
+#include "tests/stages/StageSignals.h"
 
 using namespace graphtest;
 
@@ -19,7 +21,7 @@ constexpr float kSentinel = 7.0f;
 std::vector<float> peaks(CMaxValue* level, int channels)
 {
     std::vector<float> p(static_cast<std::size_t>(channels)), e(static_cast<std::size_t>(channels));
-    level->readLevels(p.data(), e.data(), channels);
+    level->takeLevels(p.data(), e.data(), channels);
     return p;
 }
 
@@ -216,7 +218,7 @@ struct FullBeamChain {
     void setHighpass(int set)
     {
         for (int b = 0; b < 18; ++b)
-            EXPECT_EQ(highpass.setTaps(b, vkHighpassSets[set].data()), vkOk);
+            EXPECT_EQ(highpass.setTaps(b, vkHighpassSet(set, kRate).data()), vkOk);
     }
     // The driver's block with the anti-denormal offset, through all three stages.
     void run(const Channels& in)
@@ -287,6 +289,36 @@ TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
             ASSERT_EQ(levels[b], peak) << "block " << block << " beam " << b;
         }
     }
+}
+
+// At 48 kHz the 80 Hz set takes 3 dB off a beam at 80 Hz: a graph with set 1 against its
+// twin with the pass-through, on the same 80 Hz tone on every capsule. The beamformer is
+// linear and ahead of the high-pass, so the ratio of the two beams is the filter's alone.
+TEST(GraphProcess, HighpassCornerSitsWhereItIsNamedAtTheGraphsRate)
+{
+    constexpr float kRate48 = 48000.0f;
+    const int settle = 24000, span = 48000, blocks = (settle + span) / kBlock + 1;
+    const std::vector<float> tone = stagetest::sine(80.0, kRate48, blocks * kBlock);
+    std::vector<float> beams[2];
+    for (int set : {0, 1}) {
+        application();
+        CAudioGraph g;
+        ASSERT_EQ(g.setInputMode(CAudioGraph::inputLive), vkOk);
+        ASSERT_EQ(g.configure(format(32, kRate48), format(1, kRate48)), vkOk);
+        ASSERT_EQ(g.setHighpass(set), vkOk);
+        ASSERT_EQ(g.start(), vkOk);
+        Channels in(32), out(1);
+        for (int block = 0; block < blocks; ++block) {
+            for (auto& ch : in.samples)
+                std::copy_n(tone.begin() + block * kBlock, kBlock, ch.begin());
+            ASSERT_EQ(g.process(in.data(), out.data(), kBlock), vkOk);
+            beams[set].insert(beams[set].end(), out.samples[0].begin(), out.samples[0].end());
+        }
+    }
+    const double passed = stagetest::amplitudeAt(beams[0], 80.0, kRate48, settle, settle + span);
+    const double filtered = stagetest::amplitudeAt(beams[1], 80.0, kRate48, settle, settle + span);
+    ASSERT_GT(passed, 1e-3);
+    EXPECT_NEAR(stagetest::toDb(filtered / passed), -3.0103, 0.05);
 }
 
 } // namespace

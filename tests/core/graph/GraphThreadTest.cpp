@@ -46,7 +46,7 @@ TEST(GraphThreads, ControlChangesWhileBlocksRunOnAnotherThread)
         g.setHighpass(step % g.highpassCount());
         g.setPhi(step % 6, float((step * 13) % 360));
         g.volumeControl(CAudioGraph::stageBeamVolume)->setChannelVolume(step % 6, 0.8f);
-        g.maxValue(CAudioGraph::stageOutputLevel)->readLevels(peaks, envelopes, 18);
+        g.maxValue(CAudioGraph::stageOutputLevel)->takeLevels(peaks, envelopes, 18);
         std::this_thread::yield();
     }
     audio.join();
