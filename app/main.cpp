@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -41,10 +42,23 @@ void releaseStartupMessages()
     gStartupMessages.clear();
 }
 
+// --version is answered before Qt looks for a display, so it works on any terminal.
+bool askedForVersion(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--version") == 0)
+            return true;
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (askedForVersion(argc, argv)) {
+        std::printf("vantoria %s\n", VK_VERSION);
+        return 0;
+    }
     // A file size limit shows as a failed write that the recorder reports, not as the
     // end of the program.
     std::signal(SIGXFSZ, SIG_IGN);

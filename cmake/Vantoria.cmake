@@ -1,5 +1,8 @@
 # Helpers shared by every folder of the project.
 
+# Where an LV2 plug-in bundle installs its folder: a path LV2 hosts search by default.
+set(VK_INSTALL_LV2DIR lib/lv2)
+
 # Adds each listed folder that has a CMakeLists.txt; a subsystem not written yet is skipped.
 function(vk_add_subdirectories)
   foreach(dir IN LISTS ARGN)

@@ -217,6 +217,7 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.addOptions({
         {{"h", "help"}, ""},
+        {"version", ""},
         {"scene", ""},
         {"source", "", "source"},
         {"duration", "", "seconds", "10"},
@@ -238,7 +239,8 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
         return false;
     }
     options.help = parser.isSet("help");
-    if (options.help)
+    options.version = parser.isSet("version");
+    if (options.help || options.version)
         return true;
     const QStringList positional = parser.positionalArguments();
     if (positional.size() > 1) {
@@ -325,6 +327,7 @@ Other:
   --block FRAMES             frames per processing block (default 512).
   -q, --quiet                no progress bar and no summary.
   -h, --help                 this text.
+  --version                  the program's version.
 
 Examples:
   vantoria-render --scene --beam 30,90,card3 --beam 150,60,hyper3 -o beams.wav

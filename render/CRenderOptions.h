@@ -41,6 +41,7 @@ struct CRenderOptions {
     int blockLength = 512;
     bool quiet = false;
     bool help = false;
+    bool version = false;
     QStringList notes;                  // what the parse changed, for the user to read
 
     // False with a one-line `error` when the command line cannot be used.

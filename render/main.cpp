@@ -73,6 +73,10 @@ int main(int argc, char** argv)
         std::printf("%s", qPrintable(CRenderOptions::helpText()));
         return 0;
     }
+    if (options.version) {
+        std::printf("vantoria-render %s\n", VK_VERSION);
+        return 0;
+    }
     for (const QString& note : options.notes)
         say(note);
     std::signal(SIGINT, onInterrupt);

@@ -4,13 +4,14 @@
 set -euo pipefail
 
 packages=(
-  g++ cmake ninja-build pkg-config
+  g++ clang cmake ninja-build pkg-config ccache
   qt6-base-dev qt6-base-dev-tools
   libhwy-dev libboost-dev
   libjack-jackd2-dev jackd2 libasound2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   sox sndfile-tools libsndfile1-dev
   xvfb xauth
+  dpkg-dev file help2man  # the Debian package: flags, shlibdeps, cpack's file check, the manual page
 )
 
 missing=()
