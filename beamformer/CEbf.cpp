@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr int kSectionSize = 6;
-
 // Modes of order n are k = n*n .. (n+1)*(n+1) - 1.
 int orderOfMode(int k)
 {
