@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the whole test suite; then starts and closes
-# the application repeatedly under AddressSanitizer with leak checking (build-asan); then
-# builds with the other compiler as a packager would (Clang, Release, Debian's hardening
-# flags, no benchmarks) and runs its unit tests, so a new compiler's warnings show at once.
+# the application repeatedly under AddressSanitizer with leak checking (build-asan).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -10,4 +8,3 @@ scripts/build.sh
 ctest --test-dir build --output-on-failure -j 2 "$@"
 scripts/build.sh --asan app_lifecycle_tests
 ctest --test-dir build-asan --output-on-failure -R '^app_lifecycle_tests$'
-scripts/build-matrix.sh --no-bench clang-Release
