@@ -1,6 +1,7 @@
 // The driver layer's callback: audio seconds processed per processor second (real-time
 // factor) for 32 inputs and 24 outputs of 24-bit samples, directly, re-blocked and through
-// the rate conversion, whose filters are also reported against the machine's peak.
+// the rate conversion, whose filters are also reported against the machine's peak; and
+// directly for each sample type, integer ones converted, floats taken as they are.
 
 #include "bench/support/MachinePeak.h"
 #include "device/vkHost.h"
@@ -17,12 +18,14 @@ namespace {
 constexpr int kInputs = 32;
 constexpr int kOutputs = 24;
 
-// Opens 32 inputs and 24 outputs at the given lengths and stream rate, with the default copy.
-bool openStream(CFakeBackend& fake, int driverBlock, int blockLength, double streamRate)
+// Opens 32 inputs and 24 outputs at the given lengths, stream rate and sample type, with
+// the default copy.
+bool openStream(CFakeBackend& fake, int driverBlock, int blockLength, double streamRate,
+                ASIOSampleType type = ASIOSTInt24LSB)
 {
     fake.config.inputs = kInputs;
     fake.config.outputs = kOutputs;
-    fake.config.type = ASIOSTInt24LSB;
+    fake.config.type = type;
     fake.config.preferredBlock = driverBlock;
     fake.config.rates = {44100.0, 48000.0};
     fake.config.rate = streamRate == 44100.0 ? 44100.0 : 48000.0;
@@ -67,6 +70,18 @@ void BM_Callback(benchmark::State& state)
     runCallbacks(state, fake, 0.0);
 }
 BENCHMARK(BM_Callback)->Args({512, 512})->Args({256, 512})->Args({512, 1000});
+
+// Arg: the driver's sample type, at a block of 512 directly.
+void BM_CallbackSampleType(benchmark::State& state)
+{
+    CFakeBackend fake;
+    if (!openStream(fake, 512, 512, 44100.0, static_cast<ASIOSampleType>(state.range(0)))) {
+        state.SkipWithError("stream not opened");
+        return;
+    }
+    runCallbacks(state, fake, 0.0);
+}
+BENCHMARK(BM_CallbackSampleType)->Arg(ASIOSTInt16LSB)->Arg(ASIOSTInt24LSB)->Arg(ASIOSTInt32LSB)->Arg(ASIOSTFloat32LSB);
 
 // Arg: stream rate, from a driver at 48000 Hz.
 void BM_RateConversion(benchmark::State& state)
