@@ -25,7 +25,9 @@ enum : ASIOError {
     ASE_NoMemory = -994,
 };
 
-// Sample types; the layer converts only the three little-endian integer forms.
+// Sample types: the layer converts the three little-endian integer forms to and from
+// floats of full scale 1.0 (saturating on the way out) and takes 32-bit floats as they are,
+// unclipped.
 enum ASIOSampleType : std::int32_t {
     ASIOSTInt16LSB = 16,
     ASIOSTInt24LSB = 17, // packed, 3 bytes a sample
@@ -44,6 +46,7 @@ enum : std::int32_t {
     kAsioSupportsTimeInfo = 7,
     kAsioSupportsTimeCode = 8,
     kAsioMMCCommand = 9,
+    kAsioOverload = 15, // the driver missed a period (an xrun); counted as a missed callback
 };
 
 struct ASIODriverInfo {

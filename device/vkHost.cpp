@@ -417,7 +417,8 @@ int hostSetInputs(const int* channels, int count) { return setChannels(channels,
 int hostSetOutputs(const int* channels, int count) { return setChannels(channels, count, false); }
 
 // Stopping first, then a fresh load of the same driver: an ASIO reset may not run inside
-// a callback, so requests wait for the next start.
+// a callback, so requests wait for the next start or for hostReset. A driver that does
+// not load again (its device gone) is remembered with whether it was open.
 int hostResetDriver()
 {
     vkHostState& s = hostState();
@@ -425,18 +426,42 @@ int hostResetDriver()
         s.mRunning = false;
         hostClearBuffers();
     }
-    const std::string name = s.mDriverIndex >= 0 ? s.mDriverList[s.mDriverIndex].name : std::string();
+    if (s.mDriverIndex >= 0) {
+        s.mResetIndex = s.mDriverIndex;
+        s.mResetOpen = s.mOpen;
+    }
     const int blockLength = s.mBlockLength;
-    const bool wasOpen = s.mOpen;
     hostUnloadDriver();
-    int result = hostLoadDriver(name.c_str());
+    int result = vkHostErrNoDriver;
+    if (s.mResetIndex >= 0)
+        result = hostLoadDriver(s.mDriverList[s.mResetIndex].name.c_str());
     if (result == vkHostOk) {
+        s.mResetIndex = -1;
         s.mBlockLength = blockLength;
         hostUpdateLengths();
-        if (wasOpen)
+        if (s.mResetOpen)
             result = hostOpen();
     }
     // The request is served: clear it, so that the next start does not reload again.
     s.mResetFlag.fetch_and(~1);
     return result;
+}
+
+bool hostResetRequested()
+{
+    return (hostState().mResetFlag.load() & 1) != 0;
+}
+
+int hostReset()
+{
+    return hostResetDriver();
+}
+
+// A driver that failed to load left its text in the driver information.
+const char* hostDriverMessage()
+{
+    vkHostState& s = hostState();
+    if (s.mDriver)
+        s.mDriver->getErrorMessage(s.mDriverInfo.errorMessage);
+    return s.mDriverInfo.errorMessage;
 }

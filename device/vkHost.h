@@ -71,6 +71,18 @@ int hostSetTarget(int target);
 
 // What the callback publishes, read from any thread without a lock: the time the last
 // callback took over the period of the driver's block (1.0 is all of it), and the
-// callbacks dropped by the re-entry guard since the stream started.
+// callbacks missed since the stream started: those the re-entry guard dropped and the
+// periods the driver reported missed (a JACK xrun).
 float hostLoad();
 int hostMissedCallbacks();
+
+// A driver asked for a reset, at any time and from any of its threads, or lost its
+// device (a JACK server that ended): true until the request is served.
+bool hostResetRequested();
+// Serves a reset now: stops, loads the driver afresh and opens it as it was. A driver
+// that cannot be loaded again leaves nothing loaded and is remembered, so that the next
+// hostReset tries it again; its failure's text is hostDriverMessage().
+int hostReset();
+// What the driver says of its state or its last failure ("" when nothing); read it
+// before a reset replaces the driver.
+const char* hostDriverMessage();

@@ -17,12 +17,14 @@ int sampleBytes(ASIOSampleType type)
     switch (type) {
     case ASIOSTInt16LSB: return 2;
     case ASIOSTInt24LSB: return 3;
-    case ASIOSTInt32LSB: return 4;
+    case ASIOSTInt32LSB:
+    case ASIOSTFloat32LSB: return 4;
     default: return 0;
     }
 }
 
-// Integer samples at `src` to floats of full scale 1.0.
+// Driver samples at `src` to floats of full scale 1.0: integers are converted and scaled,
+// floats copied, one pass over each sample.
 void toFloat(ASIOSampleType type, const void* src, float* dst, int frames)
 {
     switch (type) {
@@ -38,12 +40,16 @@ void toFloat(ASIOSampleType type, const void* src, float* dst, int frames)
         ippsConvert_32s32f(static_cast<const Ipp32s*>(src), dst, frames);
         ippsMulC_32f_I(1.0f / 2147483648.0f, dst, frames);
         break;
+    case ASIOSTFloat32LSB:
+        ippsCopy_32f(static_cast<const Ipp32f*>(src), dst, frames);
+        break;
     default:
         break;
     }
 }
 
-// Floats of full scale 1.0 to saturated integer samples; scales `src` in place.
+// Floats of full scale 1.0 to saturated integer samples, scaling `src` in place; to a
+// float driver as they are, so that what lies above full scale reaches it unclipped.
 void fromFloat(ASIOSampleType type, float* src, void* dst, int frames)
 {
     switch (type) {
@@ -58,6 +64,9 @@ void fromFloat(ASIOSampleType type, float* src, void* dst, int frames)
     case ASIOSTInt32LSB:
         ippsMulC_32f_I(2147483648.0f, src, frames);
         ippsConvert_32f32s_Sfs(src, static_cast<Ipp32s*>(dst), frames, ippRndNear, 0);
+        break;
+    case ASIOSTFloat32LSB:
+        ippsCopy_32f(src, static_cast<Ipp32f*>(dst), frames);
         break;
     default:
         break;
@@ -251,11 +260,14 @@ std::int32_t hostAsioMessage(std::int32_t selector, std::int32_t value, void*, d
     case kAsioSelectorSupported:
         return value == kAsioEngineVersion || value == kAsioResetRequest || value == kAsioResyncRequest
             || value == kAsioLatenciesChanged || value == kAsioSupportsTimeInfo || value == kAsioSupportsTimeCode
-            || value == kAsioMMCCommand;
+            || value == kAsioMMCCommand || value == kAsioOverload;
     case kAsioEngineVersion:
         return 2;
     case kAsioResetRequest:
         hostState().mResetFlag.store(1);
+        return 1;
+    case kAsioOverload:
+        hostState().mMissed.fetch_add(1, std::memory_order_relaxed);
         return 1;
     case kAsioResyncRequest:
     case kAsioLatenciesChanged:

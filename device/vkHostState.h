@@ -66,7 +66,9 @@ struct vkHostState {
     std::atomic<int> mBlockCount{0};
     std::atomic<float> mLoad{0.0f}; // time in the last callback over its period
     bool mPostOutput = false;
-    std::atomic<int> mResetFlag{0};
+    std::atomic<int> mResetFlag{0}; // bit 0: reset asked for; bit 1: the rate changed
+    int mResetIndex = -1;           // the driver a failed reset could not load again
+    bool mResetOpen = false;        // whether its stream was open
 
     // Processing target.
     int mTarget = vkTargetCopy;

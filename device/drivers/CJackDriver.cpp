@@ -3,8 +3,8 @@
 #include "device/CDriverRegistry.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -12,15 +12,15 @@
 namespace {
 
 constexpr const char* kClientName = "vantoria";
-constexpr double kFullScale = 2147483648.0;
 
 // JACK's own messages stay quiet: failures reach the user through getErrorMessage.
 void quiet(const char*) {}
 
-std::int32_t toInt32(float x)
+// The server a client opened without a name reaches, as the JACK library chooses it.
+std::string defaultServerName()
 {
-    const double scaled = std::nearbyint(static_cast<double>(x) * kFullScale);
-    return static_cast<std::int32_t>(std::clamp(scaled, -kFullScale, kFullScale - 1.0));
+    const char* name = std::getenv("JACK_DEFAULT_SERVER");
+    return name && *name ? name : "default";
 }
 
 class CJackBackend final : public CDriverBackend {
@@ -68,15 +68,17 @@ ASIOBool CJackDriver::init(void*)
 {
     if (mClient)
         return ASIOTrue;
+    mServer = defaultServerName();
     jack_status_t status{};
     mClient = jack_client_open(kClientName, JackNoStartServer, &status);
     if (!mClient) {
-        setError("No JACK server is running");
+        const std::string text = "No JACK server \"" + mServer + "\" is running";
+        setError(text.c_str());
         return ASIOFalse;
     }
     mBlock = jack_get_buffer_size(mClient);
     jack_set_process_callback(mClient, processThunk, this);
-    jack_on_shutdown(mClient, shutdownThunk, this);
+    jack_on_info_shutdown(mClient, shutdownThunk, this);
     jack_set_xrun_callback(mClient, xrunThunk, this);
     jack_set_buffer_size_callback(mClient, bufferSizeThunk, this);
     return ASIOTrue;
@@ -92,22 +94,28 @@ std::int32_t CJackDriver::getDriverVersion()
     return 1;
 }
 
+// A server that has shut down is named here, on the caller's thread: the shutdown
+// callback itself only posts.
 void CJackDriver::getErrorMessage(char* string)
 {
+    if (mShutdown.load()) {
+        const bool backend = (mShutdownCode.load() & JackBackendError) != 0;
+        std::snprintf(string, 124, "the JACK server \"%s\" has stopped%s", mServer.c_str(),
+                      backend ? ": its audio interface failed" : "");
+        return;
+    }
     std::snprintf(string, 124, "%s", mError);
 }
 
 ASIOError CJackDriver::start()
 {
     if (!mClient || mShutdown.load()) {
-        setError("The JACK server has gone");
-        if (mCallbacks)
-            mCallbacks->asioMessage(kAsioResetRequest, 0, nullptr, nullptr);
+        post(kAsioResetRequest);
         return ASE_NotPresent;
     }
     if (mActive)
         return ASE_OK;
-    if (!mCallbacks || jack_activate(mClient) != 0)
+    if (!mCallbacks.load() || jack_activate(mClient) != 0)
         return ASE_HWMalfunction;
     mActive = true;
     connectPhysical();
@@ -148,7 +156,7 @@ ASIOError CJackDriver::getLatencies(std::int32_t* inputLatency, std::int32_t* ou
 {
     if (!mClient)
         return ASE_NotPresent;
-    if (!mCallbacks)
+    if (!mCallbacks.load())
         return ASE_InvalidMode;
     *inputLatency = 0;
     *outputLatency = 0;
@@ -192,7 +200,7 @@ ASIOError CJackDriver::getChannelInfo(ASIOChannelInfo* info)
         return c.input == (info->isInput != 0) && c.number == info->channel;
     });
     info->channelGroup = 0;
-    info->type = ASIOSTInt32LSB;
+    info->type = ASIOSTFloat32LSB;
     std::snprintf(info->name, sizeof info->name, "%s_%d", info->isInput ? "in" : "out", info->channel + 1);
     return ASE_OK;
 }
@@ -209,7 +217,7 @@ ASIOError CJackDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t numChan
         if (!validChannel(infos[i].channelNum))
             return ASE_InvalidParameter;
     mBlock = static_cast<jack_nframes_t>(bufferSize);
-    mMemory.assign(static_cast<std::size_t>(numChannels) * 2 * mBlock, 0);
+    mMemory.assign(static_cast<std::size_t>(numChannels) * 2 * mBlock, 0.0f);
     mChannels.resize(numChannels);
     for (std::int32_t i = 0; i < numChannels; ++i) {
         Channel& c = mChannels[i];
@@ -233,11 +241,12 @@ ASIOError CJackDriver::createBuffers(ASIOBufferInfo* infos, std::int32_t numChan
     return ASE_OK;
 }
 
+// The ports of a client whose server has gone went with it.
 ASIOError CJackDriver::disposeBuffers()
 {
     stop();
     for (Channel& c : mChannels)
-        if (c.port && mClient)
+        if (c.port && mClient && !mShutdown.load())
             jack_port_unregister(mClient, c.port);
     mChannels.clear();
     mMemory.clear();
@@ -284,19 +293,14 @@ void CJackDriver::connectPhysical()
     jack_free(playback);
 }
 
-void CJackDriver::reportEvents()
+void CJackDriver::post(std::int32_t selector)
 {
-    const int xruns = mXruns.load(std::memory_order_relaxed);
-    const bool resized = mBufferSizeChanged.exchange(false, std::memory_order_relaxed);
-    if (xruns != mXrunsReported || resized) {
-        mXrunsReported = xruns;
-        mCallbacks->asioMessage(kAsioResetRequest, 0, nullptr, nullptr);
-    }
+    if (const ASIOCallbacks* callbacks = mCallbacks.load())
+        callbacks->asioMessage(selector, 0, nullptr, nullptr);
 }
 
 int CJackDriver::process(jack_nframes_t frames)
 {
-    reportEvents();
     if (frames != mBlock) {
         // The server changed its period under us: silence until the layer reloads us.
         for (const Channel& c : mChannels)
@@ -304,20 +308,14 @@ int CJackDriver::process(jack_nframes_t frames)
                 std::memset(jack_port_get_buffer(c.port, frames), 0, frames * sizeof(float));
         return 0;
     }
-    for (const Channel& c : mChannels) {
-        if (!c.input)
-            continue;
-        const float* src = static_cast<const float*>(jack_port_get_buffer(c.port, frames));
-        std::transform(src, src + frames, c.halves[mHalf], toInt32);
-    }
-    mCallbacks->bufferSwitchTimeInfo(nullptr, mHalf, ASIOTrue);
-    for (const Channel& c : mChannels) {
+    const std::size_t bytes = frames * sizeof(float);
+    for (const Channel& c : mChannels)
         if (c.input)
-            continue;
-        float* dst = static_cast<float*>(jack_port_get_buffer(c.port, frames));
-        std::transform(c.halves[mHalf], c.halves[mHalf] + frames, dst,
-                       [](std::int32_t x) { return static_cast<float>(x / kFullScale); });
-    }
+            std::memcpy(c.halves[mHalf], jack_port_get_buffer(c.port, frames), bytes);
+    mCallbacks.load(std::memory_order_relaxed)->bufferSwitchTimeInfo(nullptr, mHalf, ASIOTrue);
+    for (const Channel& c : mChannels)
+        if (!c.input)
+            std::memcpy(jack_port_get_buffer(c.port, frames), c.halves[mHalf], bytes);
     mHalf ^= 1;
     return 0;
 }
@@ -327,14 +325,18 @@ int CJackDriver::processThunk(jack_nframes_t frames, void* self)
     return static_cast<CJackDriver*>(self)->process(frames);
 }
 
-void CJackDriver::shutdownThunk(void* self)
+// Any thread, as an asynchronous signal handler would: the reason's text is not kept.
+void CJackDriver::shutdownThunk(jack_status_t code, const char*, void* self)
 {
-    static_cast<CJackDriver*>(self)->mShutdown.store(true);
+    auto* driver = static_cast<CJackDriver*>(self);
+    driver->mShutdownCode.store(code);
+    driver->mShutdown.store(true);
+    driver->post(kAsioResetRequest);
 }
 
 int CJackDriver::xrunThunk(void* self)
 {
-    static_cast<CJackDriver*>(self)->mXruns.fetch_add(1, std::memory_order_relaxed);
+    static_cast<CJackDriver*>(self)->post(kAsioOverload);
     return 0;
 }
 
@@ -342,6 +344,6 @@ int CJackDriver::bufferSizeThunk(jack_nframes_t frames, void* self)
 {
     auto* driver = static_cast<CJackDriver*>(self);
     if (frames != driver->mBlock)
-        driver->mBufferSizeChanged.store(true, std::memory_order_relaxed);
+        driver->post(kAsioResetRequest);
     return 0;
 }

@@ -2,11 +2,15 @@
 // The JACK driver object: a JACK client with one port per opened channel.
 //
 // Who owns the clock: the JACK server. Its process thread calls us once per period; each
-// period is one half of the double buffer, converted between JACK's floats and 32-bit
-// integer samples (ASIOSTInt32LSB) around the layer's buffer callback, so that the layer's
-// own conversion runs as with any integer driver. JACK's other callbacks only set atomics;
-// the process thread and start() report them to the layer as a reset request.
-// Process thread: no allocation, no lock, no I/O.
+// period is one half of the double buffer, copied between JACK's ports and the halves
+// around the layer's buffer callback. The halves hold JACK's own 32-bit floats
+// (ASIOSTFloat32LSB), so the layer converts nothing and a beam above full scale reaches
+// JACK unclipped.
+// JACK's other callbacks only post to the layer, through the message routine it handed
+// over (which sets atomics): the server's shutdown and a change of its period as a reset
+// request, an xrun as an overload. A server that has shut down fails start() and names
+// itself in getErrorMessage().
+// Process thread and JACK's other callbacks: no allocation, no lock, no I/O.
 
 #include "device/IASIO.h"
 
@@ -14,6 +18,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 class CJackDriver final : public IASIO {
@@ -51,31 +56,31 @@ private:
         bool input = false;
         std::int32_t number = 0;
         jack_port_t* port = nullptr;
-        std::int32_t* halves[2] = {nullptr, nullptr};
+        float* halves[2] = {nullptr, nullptr};
     };
 
     static int processThunk(jack_nframes_t frames, void* self);
-    static void shutdownThunk(void* self);
+    static void shutdownThunk(jack_status_t code, const char* reason, void* self);
     static int xrunThunk(void* self);
     static int bufferSizeThunk(jack_nframes_t frames, void* self);
 
     int process(jack_nframes_t frames);
-    void reportEvents();
+    // Hands a message to the layer when it has handed over its routines; any thread.
+    void post(std::int32_t selector);
     void connectPhysical();
     bool validChannel(std::int32_t number) const;
     void setError(const char* text);
 
     jack_client_t* mClient = nullptr;
+    std::string mServer; // the server's name, as the user would give it to jackd -n
     std::vector<Channel> mChannels;
-    std::vector<std::int32_t> mMemory;
-    const ASIOCallbacks* mCallbacks = nullptr;
+    std::vector<float> mMemory;
+    std::atomic<const ASIOCallbacks*> mCallbacks{nullptr}; // read by JACK's threads
     std::atomic<jack_nframes_t> mBlock{0}; // written while inactive, read by JACK's threads
     int mHalf = 0;
     bool mActive = false;
     char mError[124] = "";
 
     std::atomic<bool> mShutdown{false};
-    std::atomic<bool> mBufferSizeChanged{false};
-    std::atomic<int> mXruns{0};
-    int mXrunsReported = 0; // process thread only
+    std::atomic<int> mShutdownCode{0}; // the jack_status_t bits the server went with
 };

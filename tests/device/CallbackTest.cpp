@@ -1,12 +1,14 @@
-// The buffer callback: integer conversions at the driver boundary, the re-entry guard,
-// and a block without a single allocation.
+// The buffer callback: integer conversions and float pass-through at the driver boundary,
+// the re-entry guard, and a block without a single allocation.
 
 #include "core/contract/vkAudioClass.h"
 #include "tests/device/HostFixture.h"
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
 #include <climits>
 #include <functional>
+#include <vector>
 
 namespace {
 
@@ -50,7 +52,7 @@ std::int32_t get24(const void* half, int frame)
 
 class Callback : public HostFixture {
 protected:
-    // Four inputs and four outputs of 16, 24 and 32 bits and a float type the layer leaves alone.
+    // Four inputs and four outputs of 16, 24 and 32 bits and of 32-bit floats.
     void SetUp() override
     {
         fake.config.inputTypes = fake.config.outputTypes = {ASIOSTInt16LSB, ASIOSTInt24LSB, ASIOSTInt32LSB,
@@ -70,7 +72,7 @@ protected:
     ProbeObject probe;
 };
 
-TEST_F(Callback, InputsConvertToFullScaleOneForEachIntegerType)
+TEST_F(Callback, InputsConvertToFullScaleOneForEachIntegerTypeAndFloatsComeAsTheyAre)
 {
     auto* in16 = static_cast<std::int16_t*>(half(0, 1));
     in16[0] = 32767;
@@ -83,7 +85,9 @@ TEST_F(Callback, InputsConvertToFullScaleOneForEachIntegerType)
     in32[0] = INT_MAX;
     in32[1] = INT_MIN;
     in32[2] = 1 << 8;
-    static_cast<float*>(half(3, 1))[0] = 0.25f;
+    static_cast<float*>(half(3, 1))[0] = 1.75f;
+    static_cast<float*>(half(3, 1))[1] = -3.0f;
+    static_cast<float*>(half(3, 1))[2] = 1e-30f;
     driver().callback(1);
 
     EXPECT_EQ(probe.seen[0][0], 32767.0f / 32768.0f);
@@ -96,12 +100,13 @@ TEST_F(Callback, InputsConvertToFullScaleOneForEachIntegerType)
     EXPECT_EQ(probe.seen[2][0], 1.0f) << "2^31 - 1 is 1.0 in single precision";
     EXPECT_EQ(probe.seen[2][1], -1.0f);
     EXPECT_EQ(probe.seen[2][2], 1.0f / 8388608.0f);
-    EXPECT_EQ(probe.seen[3][0], 0.0f) << "a type the layer does not handle is not converted";
+    EXPECT_EQ(probe.seen[3][0], 1.75f) << "a float above full scale is not clipped";
+    EXPECT_EQ(probe.seen[3][1], -3.0f);
+    EXPECT_EQ(probe.seen[3][2], 1e-30f);
 }
 
-TEST_F(Callback, OutputsSaturateAtFullScaleAndRoundToNearest)
+TEST_F(Callback, IntegerOutputsSaturateAndRoundToNearestFloatOutputsStayUnclipped)
 {
-    static_cast<float*>(half(7, 0))[0] = 0.75f;
     driver().callback(0);
     const auto* out16 = static_cast<const std::int16_t*>(half(4, 0));
     const auto* out32 = static_cast<const std::int32_t*>(half(6, 0));
@@ -114,7 +119,9 @@ TEST_F(Callback, OutputsSaturateAtFullScaleAndRoundToNearest)
         EXPECT_NEAR(out32[i], expect32[i], i == 5 ? 1 : 0) << i;
     }
     EXPECT_EQ(out16[ProbeObject::kFrames], 0);
-    EXPECT_EQ(static_cast<float*>(half(7, 0))[0], 0.75f) << "a type the layer does not handle is not written";
+    const auto* outFloat = static_cast<const float*>(half(7, 0));
+    for (int i = 0; i < ProbeObject::kFrames; ++i)
+        EXPECT_EQ(outFloat[i], probe.send[i]) << i;
 }
 
 TEST_F(Callback, ACallbackDuringACallbackCountsAsMissedAndLosesNothingElse)
@@ -146,6 +153,47 @@ TEST_F(Callback, BlocksRunWithoutAllocating)
         driver().callback(i & 1);
     EXPECT_EQ(counter.count(), 0u);
     EXPECT_EQ(state().mBlockCount.load(), 21);
+}
+
+// A float driver's samples are taken in one pass each way: whatever bits the driver
+// holds, beyond full scale, tiny or not numbers at all, come back through the default
+// copy unchanged, directly and re-blocked.
+TEST(CallbackFloat, SamplesPassBothWaysBitForBit)
+{
+    for (const int block : {512, 384}) {
+        SCOPED_TRACE(block);
+        CFakeBackend fake;
+        fake.config.type = ASIOSTFloat32LSB;
+        fake.config.inputs = fake.config.outputs = 2;
+        hostInit();
+        ASSERT_EQ(hostLoadDriver("Fake Driver"), 0);
+        ASSERT_EQ(hostSetBlockLength(block), 0);
+        ASSERT_EQ(hostOpen(), 0);
+        ASSERT_EQ(hostStart(), 1);
+        CFakeDriver& driver = *fake.driver();
+        const int frames = driver.blockSize();
+        std::uint32_t seed = 12345;
+        std::vector<std::uint32_t> sent, back;
+        for (int n = 0; n < 8; ++n) {
+            auto* in = static_cast<std::uint32_t*>(driver.buffer(0, n & 1));
+            for (int i = 0; i < frames; ++i) {
+                seed = seed * 1664525u + 1013904223u;
+                sent.push_back(in[i] = seed);
+            }
+            driver.callback(n & 1);
+            const auto* out = static_cast<const std::uint32_t*>(driver.buffer(2, n & 1));
+            back.insert(back.end(), out, out + frames);
+        }
+        // Re-blocking delays the stream by less than a block, with silence ahead of it.
+        const auto first = std::find(back.begin(), back.end(), sent.front());
+        ASSERT_NE(first, back.end());
+        const std::size_t delay = static_cast<std::size_t>(first - back.begin());
+        EXPECT_LT(delay, static_cast<std::size_t>(block));
+        EXPECT_TRUE(std::all_of(back.begin(), first, [](std::uint32_t x) { return x == 0; }));
+        for (std::size_t i = delay; i < back.size(); ++i)
+            ASSERT_EQ(back[i], sent[i - delay]) << "frame " << i;
+        hostInit();
+    }
 }
 
 TEST(CallbackPosting, OutputReadyFollowsEveryBlockWhenTheDriverHasIt)

@@ -94,8 +94,8 @@ TEST_F(Lifecycle, AsioMessagesAnswerAsTheTableSays)
     load();
     ASSERT_EQ(hostOpen(), 0);
     const ASIOCallbacks& cb = *driver().callbacks();
-    const int supported[] = {2, 3, 5, 6, 7, 8, 9};
-    for (int value = 0; value <= 12; ++value) {
+    const int supported[] = {2, 3, 5, 6, 7, 8, 9, 15};
+    for (int value = 0; value <= 16; ++value) {
         const bool yes = std::find(std::begin(supported), std::end(supported), value) != std::end(supported);
         EXPECT_EQ(cb.asioMessage(kAsioSelectorSupported, value, nullptr, nullptr), yes ? 1 : 0) << value;
     }
@@ -105,8 +105,13 @@ TEST_F(Lifecycle, AsioMessagesAnswerAsTheTableSays)
     for (int selector : std::initializer_list<int>{0, kAsioBufferSizeChange, kAsioSupportsTimeCode, 99})
         EXPECT_EQ(cb.asioMessage(selector, 0, nullptr, nullptr), 0);
     EXPECT_EQ(state().mResetFlag.load(), 0);
+    EXPECT_FALSE(hostResetRequested());
     EXPECT_EQ(cb.asioMessage(kAsioResetRequest, 0, nullptr, nullptr), 1);
     EXPECT_EQ(state().mResetFlag.load(), 1);
+    EXPECT_TRUE(hostResetRequested());
+    EXPECT_EQ(cb.asioMessage(kAsioOverload, 0, nullptr, nullptr), 1);
+    EXPECT_EQ(cb.asioMessage(kAsioOverload, 0, nullptr, nullptr), 1);
+    EXPECT_EQ(hostMissedCallbacks(), 2) << "each overload is a missed callback";
 }
 
 TEST_F(Lifecycle, AResetRequestWhileRunningIsServedAtTheNextStart)
@@ -128,6 +133,41 @@ TEST_F(Lifecycle, AResetRequestWhileRunningIsServedAtTheNextStart)
     hostStop();
     ASSERT_EQ(hostStart(), 1);
     EXPECT_EQ(fake.created(), 2) << "a served request is gone";
+}
+
+// A device gone while running: the reset cannot load the driver, nothing stays open, and
+// each later reset tries the same driver again until it loads, opened as it was.
+TEST_F(Lifecycle, AResetThatCannotLoadTheDriverLeavesItLostUntilItLoads)
+{
+    load();
+    const int channels[] = {1, 3};
+    ASSERT_EQ(hostSetInputs(channels, 2), 0);
+    ASSERT_EQ(hostSetBlockLength(256), 0);
+    ASSERT_EQ(hostOpen(), 0);
+    ASSERT_EQ(hostStart(), 1);
+    driver().callbacks()->asioMessage(kAsioResetRequest, 0, nullptr, nullptr);
+    fake.config.initFails = true;
+
+    EXPECT_NE(hostReset(), vkHostOk);
+    EXPECT_FALSE(hostResetRequested()) << "served, though it failed";
+    EXPECT_FALSE(hostIsOpen());
+    EXPECT_FALSE(hostIsRunning());
+    EXPECT_EQ(hostCurrentDriver(), nullptr);
+    EXPECT_STREQ(hostDriverMessage(), "fake device missing");
+    EXPECT_NE(hostReset(), vkHostOk);
+    EXPECT_EQ(fake.created(), 3);
+
+    fake.config.initFails = false;
+    ASSERT_EQ(hostReset(), vkHostOk);
+    EXPECT_STREQ(hostCurrentDriver(), "Fake Driver");
+    EXPECT_TRUE(hostIsOpen());
+    EXPECT_EQ(hostNumInputs(), 2);
+    EXPECT_EQ(state().mInputList, (std::vector<int>{1, 3}));
+    EXPECT_EQ(hostBlockLength(), 256);
+    ASSERT_EQ(hostStart(), 1);
+    EXPECT_TRUE(driver().running());
+    EXPECT_EQ(hostReset(), vkHostOk) << "a loaded driver reloads as a plain reset";
+    EXPECT_EQ(fake.created(), 5);
 }
 
 TEST_F(Lifecycle, AFailedBlockReloadsAtTheNextStartButARateChangeAloneDoesNot)

@@ -7,6 +7,7 @@
 #include "device/vkHostState.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/DummyJackServer.h"
+#include "tests/support/JackTestClient.h"
 
 #include <gtest/gtest.h>
 #include <jack/jack.h>
@@ -24,13 +25,14 @@ namespace {
 constexpr int kChannels = 32;
 constexpr int kPeriod = 512;
 
-// Channel 0 carries the frame number, the others a pattern of it; all values are exact in
-// single precision and in 32-bit samples, so the round trip is bit for bit.
+// Channel 0 carries the frame number, the others a pattern of it reaching twice full
+// scale; JACK's floats pass the driver and the layer as they are, so the round trip is bit
+// for bit and nothing is clipped.
 float frameCode(std::uint32_t n) { return static_cast<float>(n & 0xFFFFF) / 2097152.0f; }
 std::uint32_t frameOf(float code) { return static_cast<std::uint32_t>(std::lround(code * 2097152.0f)); }
 float pattern(int channel, std::uint32_t n)
 {
-    return static_cast<float>(static_cast<int>((n * 7 + channel * 1013) % 2001) - 1000) / 1024.0f;
+    return static_cast<float>(static_cast<int>((n * 7 + channel * 1013) % 2001) - 1000) / 512.0f;
 }
 
 // A pass-through that counts, on the audio thread, what that thread allocates between blocks.
@@ -50,45 +52,8 @@ private:
     std::optional<AllocationCounter> mCounter;
 };
 
-// A JACK client with ports of one direction and a process routine.
-class TestClient {
-public:
-    TestClient(const char* name, bool outputs)
-    {
-        jack_status_t status{};
-        mClient = jack_client_open(name, JackNoStartServer, &status);
-        if (!mClient)
-            return;
-        // The number is appended rather than prefixed with "p" + ...: GCC 12 at -O3 sees a
-        // false overlap in that concatenation (-Wrestrict, GCC bug 105329).
-        for (int c = 0; c < kChannels; ++c)
-            mPorts[c] = jack_port_register(mClient, std::string("p").append(std::to_string(c + 1)).c_str(),
-                                           JACK_DEFAULT_AUDIO_TYPE, outputs ? JackPortIsOutput : JackPortIsInput, 0);
-        jack_set_xrun_callback(mClient, [](void* self) { static_cast<TestClient*>(self)->xruns.fetch_add(1); return 0; },
-                               this);
-    }
-    ~TestClient()
-    {
-        if (mClient)
-            jack_client_close(mClient);
-    }
-    bool ok() const { return mClient != nullptr; }
-    bool activate(JackProcessCallback process, void* arg)
-    {
-        return jack_set_process_callback(mClient, process, arg) == 0 && jack_activate(mClient) == 0;
-    }
-    const char* port(int c) const { return jack_port_name(mPorts[c]); }
-    float* buffer(int c, jack_nframes_t frames) { return static_cast<float*>(jack_port_get_buffer(mPorts[c], frames)); }
-
-    std::atomic<int> xruns{0};
-
-private:
-    jack_client_t* mClient = nullptr;
-    jack_port_t* mPorts[kChannels] = {};
-};
-
 struct Source {
-    TestClient client{"vk_source", true};
+    JackTestClient client{"vk_source", true, kChannels};
     std::uint32_t next = 1;
     static int process(jack_nframes_t frames, void* self)
     {
@@ -106,7 +71,7 @@ struct Source {
 // Checks every frame that arrives once armed (all connections made): the channels must
 // match the frame's pattern, and frame numbers must follow one another.
 struct Sink {
-    TestClient client{"vk_sink", false};
+    JackTestClient client{"vk_sink", false, kChannels};
     std::uint32_t last = 0;
     std::atomic<bool> armed{false};
     std::atomic<long> frames{0}, wrong{0}, jumps{0};
@@ -228,13 +193,90 @@ TEST_F(JackDriver, CarriesAKnownSignalThroughAnObjectLiveForTenSeconds)
     ASSERT_EQ(hostStop(), 1);
 
     EXPECT_EQ(source.client.xruns.load() - xrunsBefore, 0);
-    EXPECT_EQ(s.mResetFlag.load(), 0) << "the driver reported an xrun or a reset";
+    EXPECT_EQ(s.mResetFlag.load(), 0) << "the driver asked for a reset";
     EXPECT_EQ(s.mMissed.load(), 0);
     EXPECT_GT(s.mBlockCount.load(), 9 * 44100 / kPeriod);
     EXPECT_GT(sink.frames.load(), 9L * 44100);
     EXPECT_EQ(sink.wrong.load(), 0);
     EXPECT_EQ(sink.jumps.load(), 0);
     EXPECT_EQ(object.allocations.load(), 0u) << "the audio thread allocated";
+}
+
+// A block that takes four periods makes the server miss its deadline: the xrun it reports
+// counts as a missed callback, and the stream goes on without asking for a reset.
+TEST_F(JackDriver, AnXrunCountsAsAMissedCallback)
+{
+    class SlowOnce : public vkAudioClass {
+    public:
+        using vkAudioClass::process;
+        int process(float** in, float** out, int frames) override
+        {
+            if (blocks.fetch_add(1) == 20)
+                std::this_thread::sleep_for(std::chrono::milliseconds(4 * kPeriod * 1000 / 44100));
+            return vkAudioClass::process(in, out, frames);
+        }
+        std::atomic<int> blocks{0};
+    };
+    hostInit();
+    ASSERT_EQ(hostLoadDriver(CJackDriver::kName), 0);
+    ASSERT_EQ(hostOpen(), 0);
+    SlowOnce object;
+    ASSERT_EQ(object.setFormat(hostState().mInFormat, hostState().mOutFormat), 0);
+    hostSetObject(&object);
+    ASSERT_EQ(hostSetTarget(vkTargetObject), 0);
+    ASSERT_EQ(hostStart(), 1);
+    for (int i = 0; i < 300 && hostMissedCallbacks() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const int blocks = object.blocks.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_GE(hostMissedCallbacks(), 1);
+    EXPECT_GT(object.blocks.load(), blocks) << "the stream goes on";
+    EXPECT_FALSE(hostResetRequested());
+    ASSERT_EQ(hostStop(), 1);
+}
+
+// A server of its own, ended with SIGKILL while the stream runs: the driver asks for a
+// reset at once, names the server, and loads again only once a server answers.
+TEST(JackServerLoss, AKilledServerAsksForAResetAndPlayReachesTheNextOne)
+{
+    std::optional<DummyJackServer> server(std::in_place);
+    ASSERT_TRUE(server->running());
+    hostInit();
+    ASSERT_EQ(hostLoadDriver(CJackDriver::kName), 0);
+    ASSERT_EQ(hostOpen(), 0);
+    ASSERT_EQ(hostStart(), 1);
+    vkHostState& s = hostState();
+    for (int i = 0; i < 200 && s.mBlockCount.load() < 10; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_GE(s.mBlockCount.load(), 10);
+
+    server->killHard();
+    for (int i = 0; i < 500 && !hostResetRequested(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_TRUE(hostResetRequested()) << "the shutdown was not reported";
+    const std::string name = getenv("JACK_DEFAULT_SERVER");
+    EXPECT_EQ(std::string(hostDriverMessage()), "the JACK server \"" + name + "\" has stopped");
+
+    EXPECT_NE(hostReset(), vkHostOk);
+    EXPECT_FALSE(hostResetRequested());
+    EXPECT_FALSE(hostIsOpen());
+    EXPECT_FALSE(hostIsRunning());
+    EXPECT_EQ(hostCurrentDriver(), nullptr);
+    EXPECT_EQ(std::string(hostDriverMessage()), "No JACK server \"" + name + "\" is running");
+    EXPECT_NE(hostReset(), vkHostOk) << "still no server";
+
+    server.emplace();
+    ASSERT_TRUE(server->running());
+    ASSERT_EQ(hostReset(), vkHostOk);
+    EXPECT_TRUE(hostIsOpen());
+    EXPECT_STREQ(hostCurrentDriver(), CJackDriver::kName);
+    EXPECT_EQ(hostBlockLength(), kPeriod);
+    ASSERT_EQ(hostStart(), 1);
+    for (int i = 0; i < 200 && s.mBlockCount.load() < 10; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_GE(s.mBlockCount.load(), 10) << "the new server runs the stream";
+    EXPECT_EQ(hostStop(), 1);
+    hostInit();
 }
 
 } // namespace

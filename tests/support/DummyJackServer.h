@@ -2,6 +2,8 @@
 // A JACK server on the dummy backend under a private name, for tests on machines without a
 // sound card. It becomes this process's default server (JACK_DEFAULT_SERVER), so that the
 // driver under test finds it and no other; it is stopped with SIGTERM and reaped.
+// The name depends on the process alone, so a server started after one has ended is the
+// same server to a client.
 
 #include "device/drivers/CJackDriver.h"
 
@@ -49,6 +51,15 @@ public:
 
     // The server was started and answers a client.
     bool running() const { return mServer != 0 && CJackDriver::serverReachable(); }
+    // Ends the server with SIGKILL, as a crash would, and reaps it.
+    void killHard()
+    {
+        if (mServer) {
+            kill(mServer, SIGKILL);
+            waitpid(mServer, nullptr, 0);
+            mServer = 0;
+        }
+    }
 
 private:
     pid_t mServer = 0;
