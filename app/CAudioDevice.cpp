@@ -9,6 +9,25 @@
 
 namespace {
 const QString kNotAvailable = QStringLiteral("No ASIO device is available.\nPlease try connecting the hardware or try rebooting");
+const QString kTakesFinished =
+    QStringLiteral("The stream has stopped; a take in progress is finished in its file with everything recorded until then.");
+const QString kDeviceLost = QStringLiteral("The audio device \"%1\" is gone: %2.\n%3\nPress Play to open it again once it is back.");
+const QString kDeviceReset =
+    QStringLiteral("The audio device \"%1\" asked to be reset%2 and has been opened again.\n%3\nPress Play to go on.");
+const QString kStillLost = QStringLiteral("The audio device \"%1\" is still not available: %2.");
+
+QString driverMessage()
+{
+    return QString::fromUtf8(hostDriverMessage());
+}
+
+// What a driver that said nothing did: asked for the reset that failed.
+QString failedReset()
+{
+    const QString why = driverMessage();
+    return QStringLiteral("it asked to be reset and could not be opened again") +
+           (why.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(why));
+}
 
 // The box's output groups by bit: first channel and channel count.
 struct Group {
@@ -212,6 +231,50 @@ bool CAudioDevice::isOpen() const
 bool CAudioDevice::isDefaultDevice() const
 {
     return isOpen() && mDevice == mDefaultDevice;
+}
+
+bool CAudioDevice::resetRequested() const
+{
+    return hostResetRequested();
+}
+
+// The driver's own words go first: once it is reloaded they are gone.
+CAudioDevice::Recovery CAudioDevice::serveReset()
+{
+    const QString name = mDevice;
+    const QString said = driverMessage();
+    if (hostReset() != 0 || !isOpen()) {
+        mLostDevice = name;
+        mDevice.clear();
+        warn(kDeviceLost.arg(name, said.isEmpty() ? failedReset() : said, kTakesFinished));
+        return Recovery::Lost;
+    }
+    warn(kDeviceReset.arg(name, said.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(said), kTakesFinished));
+    return follow(name);
+}
+
+CAudioDevice::Recovery CAudioDevice::reopen()
+{
+    if (!lost())
+        return isOpen() ? Recovery::Same : Recovery::Lost;
+    if (hostReset() != 0 || !isOpen()) {
+        warn(kStillLost.arg(mLostDevice, driverMessage()));
+        return Recovery::Lost;
+    }
+    const QString name = mLostDevice;
+    mLostDevice.clear();
+    return follow(name);
+}
+
+CAudioDevice::Recovery CAudioDevice::follow(const QString& name)
+{
+    const Format before = format();
+    mDevice = name;
+    mSampleRate = static_cast<float>(hostSampleRate());
+    mBlockLength = hostBlockLength();
+    mAvailableInputs = std::min(hostDriverInputs(), mMaxInputs);
+    mAvailableOutputs = std::min(hostDriverOutputs(), mMaxOutputs);
+    return format() == before ? Recovery::Same : Recovery::Changed;
 }
 
 void CAudioDevice::warn(const QString& text) const

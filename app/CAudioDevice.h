@@ -1,8 +1,9 @@
 #pragma once
 // The audio device as the application opens it: which driver, at what rate and block
 // length, which inputs, and the list of driver outputs that the beams and the monitor go
-// to. Every failure is shown once, as a warning through CDialogSeam, where it happens;
-// results of the driver layer come back raised by 20000. Main thread only.
+// to; and what becomes of it when its driver asks for a reset or loses its device (a
+// JACK server that ends). Every failure is shown once, as a warning through CDialogSeam,
+// where it happens; results of the driver layer come back raised by 20000. Main thread only.
 
 #include "app/CZircSettings.h"
 
@@ -38,6 +39,21 @@ public:
     // The interface box's own driver is open.
     bool isDefaultDevice() const;
 
+    // What a reset or a reopening left: nothing open, the device as before, or the device
+    // at another rate, block length or channel count (the graph must be built anew).
+    enum class Recovery { Lost, Same, Changed };
+    // The driver asked for a reset or lost its device, at any time; polled by the window.
+    bool resetRequested() const;
+    // Serves the request once the stream has stopped and the takes are finished: loads
+    // the driver afresh and tells the user once what happened, naming the device and what
+    // its driver says (a JACK server names itself). A driver that does not load again
+    // leaves the device lost.
+    Recovery serveReset();
+    // Play after a loss: opens the lost device again, or says once that it is still gone.
+    Recovery reopen();
+    // A device was lost and is not open again yet.
+    bool lost() const { return !mLostDevice.isEmpty(); }
+
     // The output list for beams and monitor. Beam i goes to entry i; monitor output k to
     // entry monitorOutputs[k]. Adjusts the group, count and offset values of `s` as used.
     struct OutputList {
@@ -66,7 +82,20 @@ public:
     int mBlockLength = 0;
 
 private:
+    // What the graph is built for.
+    struct Format {
+        float rate;
+        int block;
+        int inputs;
+        int outputs;
+        bool operator==(const Format&) const = default;
+    };
+    Format format() const { return {mSampleRate, mBlockLength, mAvailableInputs, mAvailableOutputs}; }
+    // After a reload: takes the device's values as the layer has them now.
+    Recovery follow(const QString& name);
     void warn(const QString& text) const;
+
+    QString mLostDevice; // the device that went and is not back
 
     QWidget* mParent;
     QString mTitle;

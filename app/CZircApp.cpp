@@ -523,9 +523,14 @@ void CZircApp::warn(const QString& text)
 
 // ---- transport
 
-// A direct call (not a press) still leaves the buttons showing the stream's state.
+// A direct call (not a press) still leaves the buttons showing the stream's state. A
+// device lost meanwhile is opened again first.
 void CZircApp::start()
 {
+    if (mAudio.lost() && !followDevice(mAudio.reopen())) {
+        pressTransport(CAudioTransport::StopButton, true);
+        return;
+    }
     if (!ready()) {
         pressTransport(CAudioTransport::StopButton, true);
         return;
@@ -597,6 +602,27 @@ void CZircApp::stopRecording()
     mRecordingSinks->setEnabled(true);
     for (const QString& text : failures)
         warn(text);
+}
+
+// A driver that asks for a reset or loses its device (a JACK server that ends) stops
+// what runs on it: the takes are finished in their files, the stream stops, the driver
+// is loaded afresh and the user is told once; a lost device waits for Play.
+void CZircApp::checkDevice()
+{
+    if (!mAudio.resetRequested())
+        return;
+    if (mTransport->button(CAudioTransport::RecordButton)->isChecked())
+        pressTransport(CAudioTransport::RecordOff);
+    stop();
+    followDevice(mAudio.serveReset());
+}
+
+bool CZircApp::followDevice(CAudioDevice::Recovery recovery)
+{
+    if (recovery == CAudioDevice::Recovery::Changed)
+        rebuild();
+    mStatusLine->refresh(mAudio);
+    return recovery != CAudioDevice::Recovery::Lost;
 }
 
 // A take the disk refuses (full, or the file at its size limit) ends the recording as
@@ -884,6 +910,7 @@ void CZircApp::timerEvent(QTimerEvent* event)
 {
     if (event->timerId() != mTimer.timerId())
         return QMainWindow::timerEvent(event);
+    checkDevice();
     mStatusLine->refresh(mAudio);
     checkRecordings();
     if (ready()) {

@@ -155,6 +155,10 @@ private:
     // Presses a transport button; with `quiet` the button only shows the state the stream
     // already has.
     void pressTransport(int code, bool quiet = false);
+    void checkDevice();
+    // A device open again at another rate, block or channel count gets a graph built for
+    // it; false while the device is lost.
+    bool followDevice(CAudioDevice::Recovery recovery);
     void checkRecordings();
     QString newRecordingPath(int sink);
     void askToSaveBeamTracks();

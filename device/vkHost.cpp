@@ -432,6 +432,7 @@ int hostResetDriver()
     }
     const int blockLength = s.mBlockLength;
     hostUnloadDriver();
+    s.mDriverInfo.errorMessage[0] = '\0'; // what the reload says, if anything
     int result = vkHostErrNoDriver;
     if (s.mResetIndex >= 0)
         result = hostLoadDriver(s.mDriverList[s.mResetIndex].name.c_str());
