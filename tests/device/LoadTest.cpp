@@ -6,6 +6,7 @@
 #include "tests/device/HostFixture.h"
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 
@@ -46,12 +47,17 @@ protected:
 
 TEST_F(Load, IsTheCallbacksTimeOverTheBlockPeriod)
 {
-    // The lower bound is exact: the object does not return earlier. The upper one leaves
-    // room for a scheduler that takes the core away in between.
+    // The lower bound is exact: the object does not return earlier. The upper one holds
+    // for the least of a few blocks, so that a scheduler taking the core away from some of
+    // them on a busy machine does not count.
     object.busy = std::chrono::duration<double>(0.5 * period());
-    driver().callback(0);
-    EXPECT_GE(hostLoad(), 0.5f);
-    EXPECT_LT(hostLoad(), 1.5f);
+    float least = 1e9f;
+    for (int i = 0; i < 8; ++i) {
+        driver().callback(i & 1);
+        EXPECT_GE(hostLoad(), 0.5f);
+        least = std::min(least, hostLoad());
+    }
+    EXPECT_LT(least, 1.5f);
 
     object.busy = std::chrono::duration<double>(0.0);
     AllocationCounter c;
