@@ -72,8 +72,7 @@ ASIOBool CJackDriver::init(void*)
     jack_status_t status{};
     mClient = jack_client_open(kClientName, JackNoStartServer, &status);
     if (!mClient) {
-        const std::string text = "No JACK server \"" + mServer + "\" is running";
-        setError(text.c_str());
+        std::snprintf(mError, sizeof mError, "No JACK server \"%s\" is running", mServer.c_str());
         return ASIOFalse;
     }
     mBlock = jack_get_buffer_size(mClient);

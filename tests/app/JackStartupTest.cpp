@@ -137,7 +137,7 @@ TEST_F(JackStartup, ABeamSixDecibelsOverFullScaleReachesTheServerUnclipped)
     app.start();
     ASSERT_TRUE(hostIsRunning());
     for (int c = 0; c < CSoundScene::kCapsules; ++c)
-        ASSERT_TRUE(source.client.connect(c, "vantoria:in_" + std::to_string(c + 1), true)) << c;
+        ASSERT_TRUE(source.client.connect(c, std::string("vantoria:in_").append(std::to_string(c + 1)), true)) << c;
     ASSERT_TRUE(reader.client.connect(0, "vantoria:out_1", false));
     // Past the filters' settling: half a second.
     QTest::qWait(500);

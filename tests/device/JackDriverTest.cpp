@@ -255,14 +255,14 @@ TEST(JackServerLoss, AKilledServerAsksForAResetAndPlayReachesTheNextOne)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     ASSERT_TRUE(hostResetRequested()) << "the shutdown was not reported";
     const std::string name = getenv("JACK_DEFAULT_SERVER");
-    EXPECT_EQ(std::string(hostDriverMessage()), "the JACK server \"" + name + "\" has stopped");
+    EXPECT_EQ(std::string(hostDriverMessage()), std::string("the JACK server \"").append(name).append("\" has stopped"));
 
     EXPECT_NE(hostReset(), vkHostOk);
     EXPECT_FALSE(hostResetRequested());
     EXPECT_FALSE(hostIsOpen());
     EXPECT_FALSE(hostIsRunning());
     EXPECT_EQ(hostCurrentDriver(), nullptr);
-    EXPECT_EQ(std::string(hostDriverMessage()), "No JACK server \"" + name + "\" is running");
+    EXPECT_EQ(std::string(hostDriverMessage()), std::string("No JACK server \"").append(name).append("\" is running"));
     EXPECT_NE(hostReset(), vkHostOk) << "still no server";
 
     server.emplace();
