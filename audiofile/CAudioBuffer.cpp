@@ -5,40 +5,9 @@
 #include "core/contract/vkResult.h"
 #include "core/primitives/ipps.h"
 
-#include <QMutexLocker>
-
 #include <algorithm>
 #include <cstring>
 #include <new>
-
-// ---- index queue ----
-
-bool CIndexQueue::push(int index)
-{
-    if (mCount == capacity)
-        return false;
-    mItems[std::size_t((mHead + mCount) % capacity)] = index;
-    ++mCount;
-    return true;
-}
-
-int CIndexQueue::takeFirst()
-{
-    if (mCount == 0)
-        return -1;
-    const int index = mItems[std::size_t(mHead)];
-    mHead = (mHead + 1) % capacity;
-    --mCount;
-    return index;
-}
-
-bool CIndexQueue::contains(int index) const
-{
-    for (int i = 0; i < mCount; ++i)
-        if (mItems[std::size_t((mHead + i) % capacity)] == index)
-            return true;
-    return false;
-}
 
 // ---- set-up ----
 
@@ -101,178 +70,163 @@ bool CAudioBuffer::allocateScratch(int floats, int bytes)
 
 int CAudioBuffer::resizeRing()
 {
-    QMutexLocker lock(&mStateLock);
-    qint64 floats = 0, bytes = 0, bufferBytes = 0;
+    qint64 floats = 0, bytes = 0, bufferBytes = 0, flushBytes = 0;
     if (mFrames > 0) {
         floats = qint64(mChannels) * mFrames;
         bytes = qint64(std::max(mBytesPerSample, 0)) * floats;
-        const qint64 blocksPerSecond = qint64(double(mSampleRate) / mFrames);
-        bufferBytes = blocksPerSecond * bytes * 5;
+        const double blocksPerSecond = double(mSampleRate) / mFrames;
+        bufferBytes = qint64(blocksPerSecond) * bytes * 5;
+        flushBytes = std::max<qint64>(qint64(blocksPerSecond * flushSeconds), 1) * bytes;
     }
     int result = vkOk;
     const qint64 limit = qint64(INT32_MAX) / 2;
     if (bufferBytes > limit || bytes > limit || !allocateScratch(int(floats), int(bytes)))
         result = vkErrOutOfMemory;
-    else if (mBuffers.empty() || mBuffers.front().size() != bufferBytes)
-        result = allocateBuffers(bufferBytes);
+    else if (mRing.size() != bufferBytes * ringSize)
+        result = allocateRing(bufferBytes * ringSize);
     if (result != vkOk) {
         // Whatever failed, an empty ring is left behind: it takes no block.
-        mBuffers.clear();
+        mRing = QByteArray();
         allocateScratch(0, 0);
+        bufferBytes = 0;
     }
-    resetCursorLocked();
+    mBufferBytes = bufferBytes;
+    mBlockBytes = bytes;
+    mFlushBytes = std::min(flushBytes, bufferBytes);
+    resetIndices(mReading);
     return result;
 }
 
-int CAudioBuffer::allocateBuffers(qint64 bytes)
+int CAudioBuffer::allocateRing(qint64 bytes)
 {
-    mBuffers.clear();
+    mRing = QByteArray();
     try {
-        mBuffers.assign(ringSize, QByteArray());
-        for (QByteArray& buffer : mBuffers)
-            buffer = QByteArray(bytes, '\0');
+        mRing = QByteArray(bytes, '\0');
     } catch (const std::bad_alloc&) {
         return vkErrOutOfMemory;
     }
     return vkOk;
 }
 
+void CAudioBuffer::resetIndices(bool reading)
+{
+    mReading = reading;
+    mBlockCount.store(0, std::memory_order_relaxed);
+    mOverrun.store(false, std::memory_order_relaxed);
+    mBlockIndex.store(0, std::memory_order_relaxed);
+    mDiskIndex.store(0, std::memory_order_release);
+}
+
 void CAudioBuffer::resetCursor()
 {
-    QMutexLocker lock(&mStateLock);
-    resetCursorLocked();
-}
-
-void CAudioBuffer::resetCursorLocked()
-{
-    mBlockCount.store(0, std::memory_order_relaxed);
-    mCurrent = 0;
-    mOffset = 0;
-    mNumBuffers = int(mBuffers.size());
-    mCursor = mBuffers.empty() || mBuffers.front().isEmpty() ? nullptr : mBuffers.front().data();
-}
-
-void CAudioBuffer::setStopped(bool stopped)
-{
-    QMutexLocker lock(&mStateLock);
-    mStopped = stopped;
-}
-
-// ---- queues ----
-
-int CAudioBuffer::takeReady()
-{
-    QMutexLocker lock(&mQueueLock);
-    const int index = mReadyQueue.takeFirst();
-    if (index >= 0)
-        mBusyQueue.push(index);
-    return index;
-}
-
-void CAudioBuffer::finishJob()
-{
-    QMutexLocker lock(&mQueueLock);
-    mBusyQueue.takeFirst();
-}
-
-void CAudioBuffer::clearQueues()
-{
-    QMutexLocker lock(&mQueueLock);
-    mReadyQueue.clear();
-    mBusyQueue.clear();
+    resetIndices(false);
 }
 
 void CAudioBuffer::primeAll()
 {
-    QMutexLocker state(&mStateLock);
-    {
-        QMutexLocker lock(&mQueueLock);
-        mReadyQueue.clear();
-        mBusyQueue.clear();
-        for (int index = 0; index < mNumBuffers; ++index)
-            mReadyQueue.push(index);
-    }
-    mCursor = nullptr;
+    resetIndices(true);
+}
+
+// ---- disk side ----
+
+CAudioBuffer::Span CAudioBuffer::diskSpan(bool partial)
+{
+    if (mBufferBytes == 0)
+        return {};
+    const std::uint64_t disk = mDiskIndex.load(std::memory_order_relaxed);
+    const std::uint64_t block = mBlockIndex.load(std::memory_order_acquire);
+    const std::uint64_t buffer = std::uint64_t(mBufferBytes);
+    const std::uint64_t bufferEnd = (disk / buffer + 1) * buffer;
+    std::uint64_t end;
+    if (mReading)
+        // A buffer is filled whole, once the block side has left its last round.
+        end = bufferEnd <= block / buffer * buffer + ringSize * buffer ? bufferEnd : disk;
+    else
+        end = std::min(partial ? block : block / buffer * buffer, bufferEnd);
+    if (end <= disk)
+        return {};
+    return {at(disk), qint64(end - disk)};
+}
+
+void CAudioBuffer::diskDone(qint64 bytes)
+{
+    mDiskIndex.store(mDiskIndex.load(std::memory_order_relaxed) + std::uint64_t(bytes), std::memory_order_release);
 }
 
 int CAudioBuffer::queuedBuffers() const
 {
-    QMutexLocker lock(&mQueueLock);
-    return mReadyQueue.size() + mBusyQueue.size();
+    if (mBufferBytes == 0)
+        return 0;
+    const std::uint64_t buffer = std::uint64_t(mBufferBytes);
+    const std::uint64_t block = mBlockIndex.load(std::memory_order_acquire) / buffer;
+    const std::uint64_t disk = mDiskIndex.load(std::memory_order_acquire) / buffer;
+    // Playing hands every buffer it has used up back to the disk side, and the ring's
+    // four at the start.
+    return mReading ? int(block + ringSize - disk) : int(block - disk);
 }
 
 // ---- block side ----
 
 void CAudioBuffer::writeBlock(float* const* channels)
 {
-    if (mStopped || !mCursor)
+    if (mStopped.load(std::memory_order_seq_cst) || mBufferBytes == 0 || mOverrun.load(std::memory_order_relaxed))
         return; // the block is lost and not counted
+    const std::uint64_t taken = mBlockIndex.load(std::memory_order_relaxed);
+    const std::uint64_t buffer = std::uint64_t(mBufferBytes);
+    const std::uint64_t inBuffer = taken % buffer;
+    if (inBuffer == 0 && taken + buffer > mDiskIndex.load(std::memory_order_acquire) + ringSize * buffer) {
+        // The disk side is a whole ring behind: the take ends here, so that the file
+        // stays continuous; every later block is dropped.
+        mOverrun.store(true, std::memory_order_release);
+        return;
+    }
     mBlockCount.fetch_add(1, std::memory_order_relaxed);
     trackPeaks(channels);
     toFileBytes(channels);
-    interleave();
-    advance();
+    interleave(at(taken));
+    const std::uint64_t filled = inBuffer + std::uint64_t(mBlockBytes);
+    mBlockIndex.store(taken + std::uint64_t(mBlockBytes), std::memory_order_release);
+    if (filled % std::uint64_t(mFlushBytes) == 0 || filled == buffer)
+        mWake.post();
 }
 
 void CAudioBuffer::readBlock(float* const* channels)
 {
-    if (mStopped || (!mCursor && !claimCurrent())) {
+    const std::uint64_t used = mBlockIndex.load(std::memory_order_relaxed);
+    if (mStopped.load(std::memory_order_seq_cst) || mBufferBytes == 0 ||
+        mDiskIndex.load(std::memory_order_acquire) < used + std::uint64_t(mBlockBytes)) {
         for (int channel = 0; channel < mChannels; ++channel)
             ippsZero_32f(channels[channel], mFrames);
         return;
     }
     mBlockCount.fetch_add(1, std::memory_order_relaxed);
+    const char* cursor = at(used);
     if (mSampleType == sampleInteger && mBytesPerSample == 3) {
-        readInt24(channels);
+        // The common file format: the interleaved 24-bit integers go to the channels
+        // decoded and scaled in one vectorised pass over the block's bytes.
+        vkInt24FramesToChannels(reinterpret_cast<const std::uint8_t*>(cursor), channels, mFrames, mChannels,
+                                mInverseScale);
     } else {
-        deinterleave();
+        deinterleave(cursor);
         fromFileBytes(channels);
     }
-    advance();
-    prefetchBlock();
+    const std::uint64_t next = used + std::uint64_t(mBlockBytes);
+    mBlockIndex.store(next, std::memory_order_release);
+    if (next % std::uint64_t(mBufferBytes) == 0)
+        mWake.post(); // a buffer for the disk side to fill again
+    else
+        prefetch(at(next));
 }
 
 // The start of the next block is asked for as soon as this one is done: it comes from
 // memory (the ring is far larger than the caches) while the rest of the graph runs; the
 // decoder itself asks for the bytes further on while it works.
-void CAudioBuffer::prefetchBlock() const
+void CAudioBuffer::prefetch(const char* cursor) const
 {
-    if (!mCursor)
-        return;
     constexpr int cacheLine = 64;
-    constexpr qint64 leadBytes = 8192;
-    const qint64 end = std::min({mOffset + qint64(mBytesPerSample) * mFrames * mChannels, mOffset + leadBytes,
-                                 qint64(mBuffers[std::size_t(mCurrent)].size())});
-    for (qint64 b = mOffset; b < end; b += cacheLine)
-        __builtin_prefetch(mCursor + b);
-}
-
-// A reading block side that has caught up with the disk side enters the current buffer
-// as soon as the disk side has filled it.
-bool CAudioBuffer::claimCurrent()
-{
-    if (mNumBuffers == 0 || mBuffers[std::size_t(mCurrent)].isEmpty())
-        return false;
-    QMutexLocker lock(&mQueueLock);
-    if (mReadyQueue.contains(mCurrent) || mBusyQueue.contains(mCurrent))
-        return false;
-    mCursor = mBuffers[std::size_t(mCurrent)].data();
-    mOffset = 0;
-    return true;
-}
-
-void CAudioBuffer::advance()
-{
-    if (mOffset < mBuffers[std::size_t(mCurrent)].size())
-        return;
-    QMutexLocker lock(&mQueueLock);
-    mReadyQueue.push(mCurrent);
-    // The next buffer is still queued: the disk side is a whole ring behind. A recording
-    // drops every block from here on; playing waits in claimCurrent().
-    mCurrent = (mCurrent + 1) % mNumBuffers;
-    mOffset = 0;
-    const bool queued = mReadyQueue.contains(mCurrent) || mBusyQueue.contains(mCurrent);
-    mCursor = queued ? nullptr : mBuffers[std::size_t(mCurrent)].data();
+    const qint64 end = std::min<qint64>(mBlockBytes, 8192);
+    for (qint64 b = 0; b < end; b += cacheLine)
+        __builtin_prefetch(cursor + b);
 }
 
 void CAudioBuffer::toFileBytes(float* const* channels)
@@ -362,29 +316,18 @@ void bySampleSize(int bytes, F&& run)
 
 } // namespace
 
-// The common file format: the interleaved 24-bit integers go to the channels decoded
-// and scaled in one vectorised pass over the block's bytes, with no scratch between.
-void CAudioBuffer::readInt24(float* const* channels)
+void CAudioBuffer::interleave(char* cursor)
 {
-    vkInt24FramesToChannels(reinterpret_cast<const std::uint8_t*>(mCursor + mOffset), channels, mFrames, mChannels,
-                            mInverseScale);
-    mOffset += 3 * mFrames * mChannels;
+    bySampleSize(mBytesPerSample, [this, cursor](auto size) {
+        interleaveSamples<decltype(size)::value>(mByteBlock, cursor, mFrames, mChannels);
+    });
 }
 
-void CAudioBuffer::interleave()
+void CAudioBuffer::deinterleave(const char* cursor)
 {
-    bySampleSize(mBytesPerSample, [this](auto size) {
-        interleaveSamples<decltype(size)::value>(mByteBlock, mCursor + mOffset, mFrames, mChannels);
+    bySampleSize(mBytesPerSample, [this, cursor](auto size) {
+        deinterleaveSamples<decltype(size)::value>(cursor, mByteBlock, mFrames, mChannels);
     });
-    mOffset += mBytesPerSample * mFrames * mChannels;
-}
-
-void CAudioBuffer::deinterleave()
-{
-    bySampleSize(mBytesPerSample, [this](auto size) {
-        deinterleaveSamples<decltype(size)::value>(mCursor + mOffset, mByteBlock, mFrames, mChannels);
-    });
-    mOffset += mBytesPerSample * mFrames * mChannels;
 }
 
 // ---- peak envelope ----
@@ -438,5 +381,10 @@ QByteArray CAudioBuffer::peakBytes()
 
 QByteArray CAudioBuffer::unfinishedPart() const
 {
-    return mCursor && mOffset > 0 ? QByteArray::fromRawData(mCursor, mOffset) : QByteArray();
+    if (mReading || mBufferBytes == 0)
+        return QByteArray();
+    const std::uint64_t taken = mBlockIndex.load(std::memory_order_relaxed);
+    const qint64 part = qint64(taken % std::uint64_t(mBufferBytes));
+    return part > 0 ? QByteArray::fromRawData(mRing.constData() + (taken - std::uint64_t(part)) % std::uint64_t(mRing.size()), part)
+                    : QByteArray();
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -59,11 +60,11 @@ int CAudioFile::setFormat(const vkAudioInterface& in, const vkAudioInterface& ou
     const bool both = in.channels() > 0 && out.channels() > 0;
     const int frames = in.channels() > 0 ? in.frameLength() : out.channels() > 0 ? out.frameLength() : 0;
     float* spare = frames > 0 ? ippsMalloc_32f(frames) : nullptr;
-    {
-        QMutexLocker lock(&mBuffer->stateLock());
-        vkAudioClass::setFormat(in, out);
-        std::swap(spare, mSpareChannel);
-    }
+    const int mode = mMode.load(std::memory_order_relaxed);
+    setMode(modeNoFile);
+    vkAudioClass::setFormat(in, out);
+    std::swap(spare, mSpareChannel);
+    mMode.store(mode, std::memory_order_seq_cst);
     ippsFree(spare);
     if (both && in.frameLength() != out.frameLength())
         return vkErrFormat;
@@ -78,17 +79,18 @@ int CAudioFile::process(float** in, float** out, int frames)
 {
     if (!mConfigured)
         return vkErrNotConfigured;
-    QMutexLocker lock(&mBuffer->stateLock());
-    if (mMode == modeNoFile)
-        return vkOk;
+    mInBlock.store(true, std::memory_order_seq_cst);
+    const int mode = mMode.load(std::memory_order_seq_cst);
+    int result = vkOk;
     // The ring holds whole blocks: only the configured length keeps buffers aligned.
-    if (frames != mBuffer->frames())
-        return vkErrFormat;
-    if (mMode == modeRecording)
+    if (mode != modeNoFile && frames != mBuffer->frames())
+        result = vkErrFormat;
+    else if (mode == modeRecording)
         mBuffer->writeBlock(in); // a recording node produces no output
-    else
+    else if (mode == modePlaying)
         playBlock(out);
-    return vkOk;
+    mInBlock.store(false, std::memory_order_release);
+    return result;
 }
 
 void CAudioFile::playBlock(float** out)
@@ -205,17 +207,32 @@ int CAudioFile::openFile(const QString& name, int mode)
     return fileErrOpen;
 }
 
-void CAudioFile::setModeLocked(int mode)
+// The block side reads the mode first thing; once this returns, no block that saw the
+// old mode is still inside.
+void CAudioFile::setMode(int mode)
 {
-    QMutexLocker lock(&mBuffer->stateLock());
-    mMode = mode;
+    mMode.store(mode, std::memory_order_seq_cst);
+    waitForBlockSide();
+}
+
+void CAudioFile::stopBlockSide()
+{
+    mBuffer->setStopped(true);
+    waitForBlockSide();
+}
+
+// The wait is one block at most, and on the control side only.
+void CAudioFile::waitForBlockSide() const
+{
+    while (mInBlock.load(std::memory_order_seq_cst))
+        std::this_thread::yield();
 }
 
 int CAudioFile::openForRecording(const QString& name, int channels, int rate, int levlBlockSize)
 {
     stopFile(); // a take still running is finished, never dropped
     QMutexLocker lock(&mLock);
-    setModeLocked(modeNoFile);
+    setMode(modeNoFile);
     mSampleType = CAudioBuffer::sampleInteger;
     mBytesPerSample = 3;
     mSampleRate = rate;
@@ -226,9 +243,10 @@ int CAudioFile::openForRecording(const QString& name, int channels, int rate, in
     const int result = mBuffer->setFileFormat(mSampleType, mBytesPerSample, rate, channels);
     if (result != vkOk)
         return result;
-    if (mWave->create(name, channels, rate, waveTagPcm, mBytesPerSample, levlBlockSize) != waveOk)
-        return fileErrCreate;
-    setModeLocked(modeRecording);
+    const int created = mWave->create(name, channels, rate, waveTagPcm, mBytesPerSample, levlBlockSize, true);
+    if (created != waveOk)
+        return created == waveErrExists ? fileErrExists : fileErrCreate;
+    setMode(modeRecording);
     return vkOk;
 }
 
@@ -236,7 +254,7 @@ int CAudioFile::openForPlaying(const QString& name)
 {
     stopFile();
     QMutexLocker lock(&mLock);
-    setModeLocked(modeNoFile);
+    setMode(modeNoFile);
     int channels = 0, rate = 0, tag = 0, bytes = 0, levl = 0;
     if (mWave->openExisting(name, channels, rate, tag, bytes, levl) != waveOk)
         return fileErrOpen;
@@ -271,7 +289,7 @@ int CAudioFile::configurePlaying(int formatTag, int bytesPerSample, int levlBloc
     mNumSamples = std::int32_t(mWave->numFrames());
     mStartSample = 0;
     rewindTo(0);
-    setModeLocked(modePlaying);
+    setMode(modePlaying);
     return result;
 }
 
@@ -280,19 +298,36 @@ int CAudioFile::configurePlaying(int formatTag, int bytesPerSample, int levlBloc
 int CAudioFile::startFile(bool useThread)
 {
     QMutexLocker lock(&mLock);
-    if (mMode == modeNoFile || !mWave->isOpen())
+    if (mode() == modeNoFile || !mWave->isOpen())
         return vkOk; // nothing to run
     mUseBufferThread = useThread;
+    const bool recording = mode() == modeRecording;
     if (mTransport == transportStopped) {
-        if (mMode == modeRecording)
+        if (recording)
             mWave->stampLevl(); // the take's time stamp says when it began
         else
-            prefill();
+            mBuffer->primeAll();
     }
+    if (recording)
+        mWave->setDurable(useThread);
+    runDiskSide(recording ? CBufferThread::modeWrite : CBufferThread::modeRead);
     mBuffer->setStopped(false);
     mTransport = transportRunning;
-    mHandOver.start();
     return vkOk;
+}
+
+// The disk thread, or the main thread on the timer; what the thread leaves behind at a
+// switch goes first. Playing's first fill happens here, before the block side starts.
+void CAudioFile::runDiskSide(int diskMode)
+{
+    if (mUseBufferThread) {
+        mHandOver.stop();
+        mThread->start(diskMode, mWave);
+        return;
+    }
+    mThread->finish();
+    mThread->moveWaiting(diskMode, mWave, false);
+    mHandOver.start();
 }
 
 int CAudioFile::pauseFile()
@@ -308,29 +343,24 @@ int CAudioFile::pauseFile()
 int CAudioFile::stopFile()
 {
     QMutexLocker lock(&mLock);
-    mBuffer->setStopped(true);
+    stopBlockSide();
     mHandOver.stop();
-    if (mMode == modeRecording && mWave->isOpen()) {
-        // Every full buffer goes to the file in ring order, then the partial one.
-        handOverWaiting();
+    if (mode() == modeRecording && mWave->isOpen()) {
+        // Everything the ring holds goes to the file in ring order, the partial buffer last.
         mThread->finish();
+        mThread->moveWaiting(CBufferThread::modeWrite, mWave, true);
         finishRecording();
     } else {
         mThread->cancel();
-        if (mMode == modePlaying && mWave->isOpen())
+        if (mode() == modePlaying && mWave->isOpen())
             rewindTo(mStartSample);
     }
-    mBuffer->clearQueues();
     mTransport = transportStopped;
     return vkOk;
 }
 
 void CAudioFile::finishRecording()
 {
-    // A stalled take holds no partial buffer: its current one is queued already.
-    const QByteArray part = mBuffer->unfinishedPart();
-    if (!part.isEmpty())
-        mWave->writeSamples(part);
     if (mLevlBlockSize != 0)
         mWave->setPeakData(mBuffer->peakBytes());
     mWave->close();
@@ -340,16 +370,17 @@ void CAudioFile::finishRecording()
 int CAudioFile::seekFile(int frame)
 {
     QMutexLocker lock(&mLock);
-    if (mMode != modePlaying || !mWave->isOpen())
+    if (mode() != modePlaying || !mWave->isOpen())
         return vkOk;
     const bool running = mTransport == transportRunning;
-    mBuffer->setStopped(true);
+    stopBlockSide();
     mThread->cancel();
-    mBuffer->clearQueues();
     rewindTo(std::clamp(frame, 0, mNumSamples));
     // Running or paused, the ring is filled from the new place, so a resume plays it.
-    if (mTransport != transportStopped)
-        prefill();
+    if (mTransport != transportStopped) {
+        mBuffer->primeAll();
+        runDiskSide(CBufferThread::modeRead);
+    }
     if (running)
         mBuffer->setStopped(false);
     return vkOk;
@@ -387,38 +418,12 @@ std::int32_t CAudioFile::position() const
     return std::int32_t(frames + mPositionOffset.load(std::memory_order_relaxed));
 }
 
-// ---- hand-over to the disk side ----
-
-void CAudioFile::prefill()
-{
-    mBuffer->primeAll();
-    handOverWaiting();
-}
+// ---- the disk side without a thread ----
 
 void CAudioFile::checkQueue()
 {
     QMutexLocker lock(&mLock);
-    handOverWaiting();
-}
-
-void CAudioFile::handOverWaiting()
-{
-    for (int index = mBuffer->takeReady(); index >= 0; index = mBuffer->takeReady())
-        transfer(index);
-}
-
-void CAudioFile::transfer(int index)
-{
-    QByteArray& bytes = mBuffer->buffer(index);
-    const bool reading = mMode == modePlaying;
-    if (mUseBufferThread) {
-        mThread->post(reading ? CBufferThread::modeRead : CBufferThread::modeWrite, mWave, &bytes);
+    if (mUseBufferThread || mode() == modeNoFile || !mWave->isOpen())
         return;
-    }
-    mThread->finish(); // jobs posted before a switch away from the thread go first
-    if (reading)
-        mWave->readSamples(bytes);
-    else
-        mWave->writeSamples(bytes);
-    mBuffer->finishJob();
+    mThread->moveWaiting(mode() == modePlaying ? CBufferThread::modeRead : CBufferThread::modeWrite, mWave, false);
 }

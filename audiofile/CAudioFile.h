@@ -1,13 +1,19 @@
 #pragma once
 // The processing node through which a wave file enters or leaves the audio graph. A node
 // with only an output format plays a file; one with only an input format records into a
-// new file (24-bit PCM at the graph's rate). The audio thread only converts between its
-// blocks and a ring of four buffers of about five seconds each; a disk thread moves
-// whole buffers, handed over by the main thread on a short timer. A host that runs
+// new file (24-bit PCM at the graph's rate), created exclusively: a take never replaces
+// a file. The audio thread only converts between its blocks and a ring of four buffers
+// of about five seconds each; the ring wakes a disk thread, which moves the buffers, and
+// a recording's partial buffer every half second. A take recorded with the disk thread
+// is durable (see CWaveFile): a crash loses at most the last half second. Without the
+// thread the main thread moves whole buffers on a short timer, and a host that runs
 // blocks without an event loop (an offline render) calls checkQueue() between blocks.
 //
-// process(): audio thread: no allocation, no I/O; the only locks are the ring's state
-// and queue locks. Every other operation belongs to the main thread.
+// process(): audio thread: no allocation, no lock, no waiting, no I/O. It marks itself
+// inside with an atomic; a control operation that changes what process() reads first
+// takes the block side out (mode "no file", or stopped) and waits until no block is
+// inside, so only the control side ever waits. Every other operation belongs to the
+// main thread.
 
 #include "audiofile/CAudioBuffer.h"
 #include "audiofile/CBufferThread.h"
@@ -21,6 +27,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 
 class CAudioFile : public QObject, public vkAudioClass {
     Q_OBJECT
@@ -34,6 +41,7 @@ public:
         fileErrCreate = 103,
         fileErrFormatTag = 106,
         fileErrNoChannels = 109,
+        fileErrExists = 110, // a new take's name is taken already
     };
     // How often the main thread hands full buffers to the disk side.
     static constexpr int handOverIntervalMs = 20;
@@ -68,28 +76,37 @@ public:
     // Why the present or last recording stopped growing on the disk (a full disk, say);
     // empty while its writes succeed. What was written before stays a valid file.
     QString writeError() const { return mWave->writeError(); }
+    // Why the last openFile failed, in the system's words.
+    QString openError() const { return mWave->openError(); }
+    // The disk side fell a whole ring behind the present recording: the take was cut
+    // at position() and drops its blocks until it stops. Any thread.
+    bool overrun() const { return mBuffer->overrun(); }
     int transport() const { return mTransport; }
-    int mode() const { return mMode; }
+    int mode() const { return mMode.load(std::memory_order_relaxed); }
     const CAudioBuffer& ring() const { return *mBuffer; }
+    // Test seam: runs on the disk side before each stretch it moves (a slow disk).
+    // Set while the transport is stopped.
+    void setDiskHook(std::function<void()> hook) { mThread->setDiskHook(std::move(hook)); }
 
 public slots:
-    // Hands every buffer that waits for the disk side over to it.
+    // Without a disk thread: moves every whole buffer that waits for the disk side.
     void checkQueue();
 
 private:
     int openForRecording(const QString& name, int channels, int rate, int levlBlockSize);
     int openForPlaying(const QString& name);
     int configurePlaying(int formatTag, int bytesPerSample, int levlBlockSize);
-    void prefill();
-    void transfer(int index);
-    void handOverWaiting();
+    void runDiskSide(int diskMode);
     void finishRecording();
     void rewindTo(int frame);
-    void setModeLocked(int mode);
+    void setMode(int mode);
+    void stopBlockSide();
+    void waitForBlockSide() const;
     void playBlock(float** out);
 
     int mTransport = transportStopped;
-    int mMode = modeNoFile; // changed under the ring's state lock, read by process
+    std::atomic<int> mMode{modeNoFile};
+    std::atomic<bool> mInBlock{false};
     CAudioBuffer* mBuffer;
     CWaveFile* mWave;
     CBufferThread* mThread;

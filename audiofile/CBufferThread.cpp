@@ -3,7 +3,6 @@
 #include "audiofile/CAudioBuffer.h"
 #include "audiofile/CWaveFile.h"
 
-
 CBufferThread::CBufferThread(CAudioBuffer* ring)
     : mRing(ring)
 {
@@ -14,74 +13,62 @@ CBufferThread::~CBufferThread()
     finish();
 }
 
-void CBufferThread::post(int mode, CWaveFile* wave, QByteArray* buffer)
+void CBufferThread::start(int mode, CWaveFile* wave)
 {
-    bool startRun = false;
-    {
-        std::unique_lock lock(mLock);
-        mStop = false;
-        mMode = mode;
-        mWave = wave;
-        mJobs.append(buffer);
-        startRun = !mActive;
-        mActive = true;
-        if (!startRun)
-            mWake.notify_one();
-    }
-    if (startRun) {
-        wait(); // a run that has decided to leave is gone before the next begins
-        start(QThread::InheritPriority);
-    }
+    if (running())
+        return;
+    mMode = mode;
+    mWave = wave;
+    mThread = std::thread([this] { run(); });
+    mRing->wakeDiskSide(); // whatever waits already
 }
 
 void CBufferThread::finish()
 {
-    {
-        std::unique_lock lock(mLock);
-        mStop = true;
-        mWake.notify_one();
-    }
-    wait();
+    end(stopFinish);
 }
 
 void CBufferThread::cancel()
 {
-    {
-        std::unique_lock lock(mLock);
-        mJobs.clear();
-    }
-    finish();
+    end(stopCancel);
 }
 
-bool CBufferThread::takeJob(QByteArray*& buffer)
+void CBufferThread::end(tStop how)
 {
-    std::unique_lock lock(mLock);
-    while (mJobs.isEmpty()) {
-        if (mStop) {
-            mActive = false;
-            return false;
-        }
-        mWake.wait(lock);
-    }
-    buffer = mJobs.takeFirst();
-    return true;
+    if (!running())
+        return;
+    mStop.store(how, std::memory_order_release);
+    mRing->wakeDiskSide();
+    mThread.join();
+    mStop.store(stopNone, std::memory_order_relaxed);
+    // Wakes the thread did not take stay counted in the ring's semaphore; the next run
+    // takes them, and a wake that finds nothing moves nothing.
 }
 
 void CBufferThread::run()
 {
-    int mode;
-    CWaveFile* wave;
-    {
-        std::unique_lock lock(mLock);
-        mode = mMode;
-        wave = mWave;
+    for (;;) {
+        mRing->waitForWork();
+        const int stop = mStop.load(std::memory_order_acquire);
+        if (stop == stopCancel)
+            return;
+        moveWaiting(mMode, mWave, true);
+        if (stop == stopFinish)
+            return;
     }
-    QByteArray* buffer = nullptr;
-    while (takeJob(buffer)) {
+}
+
+void CBufferThread::moveWaiting(int mode, CWaveFile* wave, bool partial)
+{
+    for (CAudioBuffer::Span span = mRing->diskSpan(partial); span.size > 0; span = mRing->diskSpan(partial)) {
+        if (mStop.load(std::memory_order_relaxed) == stopCancel)
+            return;
+        if (mHook)
+            mHook();
         if (mode == modeRead)
-            wave->readSamples(*buffer);
+            wave->readSamples(span.data, span.size);
         else
-            wave->writeSamples(*buffer);
-        mRing->finishJob();
+            wave->writeSamples(QByteArray::fromRawData(span.data, span.size));
+        mRing->diskDone(span.size);
     }
 }

@@ -1,46 +1,53 @@
 #pragma once
-// The disk thread of a streaming file: moves whole ring buffers to or from the wave file,
-// in the order they were posted. It hands each buffer back to the ring itself when its
-// transfer is done, so that no completion can arrive after a stop or a seek. The job
-// list is guarded by standard library primitives, which the thread sanitizer follows
-// through a wait.
+// The disk side of a streaming file: moves the ring's stretches to or from the wave
+// file, in ring order. Its thread sleeps until the block side wakes it through the
+// ring's semaphore, then moves whatever waits (a recording's partial buffer too, so that
+// a crash loses at most a flush span). finish() lets the thread move everything left,
+// cancel() ends it after the stretch in hand. A node without a thread of its own calls
+// moveWaiting() on its own thread instead.
 
-#include <QByteArray>
-#include <QList>
-#include <QThread>
-
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
+#include <functional>
+#include <thread>
 
 class CAudioBuffer;
 class CWaveFile;
 
-class CBufferThread : public QThread {
+class CBufferThread {
 public:
     enum tMode { modeWrite = 0, modeRead = 1 };
 
     explicit CBufferThread(CAudioBuffer* ring);
-    ~CBufferThread() override;
+    ~CBufferThread();
+    CBufferThread(const CBufferThread&) = delete;
+    CBufferThread& operator=(const CBufferThread&) = delete;
 
-    // Queues one buffer; starts the thread with the caller's priority, or wakes it.
-    void post(int mode, CWaveFile* wave, QByteArray* buffer);
-    // Lets the thread finish every posted job, then waits for it to end.
+    // Starts the thread with the caller's priority; nothing when it runs already.
+    void start(int mode, CWaveFile* wave);
+    // Lets the thread move every stretch left, then waits for it to end.
     void finish();
-    // Drops the jobs not begun yet, then waits for the thread to end.
+    // Ends the thread after the stretch in hand and waits for it.
     void cancel();
+    bool running() const { return mThread.joinable(); }
 
-protected:
-    void run() override;
+    // Moves every stretch the ring offers now, on the calling thread; a recording's
+    // partial buffer too with `partial`. Not while the thread runs.
+    void moveWaiting(int mode, CWaveFile* wave, bool partial);
+
+    // Test seam: runs on the disk side before each stretch it moves, so that a test can
+    // make the disk slow or hold it. Set while the thread is not running.
+    void setDiskHook(std::function<void()> hook) { mHook = std::move(hook); }
 
 private:
-    bool takeJob(QByteArray*& buffer);
+    enum tStop { stopNone, stopFinish, stopCancel };
 
+    void run();
+    void end(tStop how);
+
+    CAudioBuffer* mRing;
+    std::thread mThread;
     int mMode = modeWrite;
     CWaveFile* mWave = nullptr;
-    CAudioBuffer* mRing;
-    QList<QByteArray*> mJobs;
-    bool mStop = false;
-    bool mActive = false; // between a start and the run's decision to leave
-    std::mutex mLock;
-    std::condition_variable mWake;
+    std::atomic<int> mStop{stopNone};
+    std::function<void()> mHook;
 };

@@ -14,6 +14,7 @@ enum tWaveResult : int {
     waveOk = 0,
     waveErrChunk = 17,       // a chunk shorter than its fixed part, or an unknown fmt extension
     waveErrOpen = 101,       // the file can't be opened
+    waveErrExists = 102,     // a new file's name is taken already
     waveErrNoFile = 104,     // empty file name or no file object
     waveErrNotWave = 105,    // not "RIFF" or "RF64" with "WAVE"
     waveErrShortRead = 107,  // a short read in the header or a chunk

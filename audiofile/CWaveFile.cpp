@@ -2,9 +2,14 @@
 
 #include "core/primitives/ipps.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -34,9 +39,11 @@ void CWaveFile::reset()
     mLevl.reset();
     mBext.reset();
     mWriteBext = false;
+    mDurable = false;
     mDataOffset = 0;
     mDataSize = 0;
     mWriteError.clear();
+    mOpenError.clear();
     mWriteFailed.store(false, std::memory_order_relaxed);
 }
 
@@ -59,6 +66,7 @@ int CWaveFile::openFile(const QString& name, QIODevice::OpenMode mode)
     }
     mFile = new QFile(name);
     if (!mFile->open(mode)) {
+        mOpenError = mFile->errorString();
         delete mFile;
         mFile = nullptr;
         return waveErrOpen;
@@ -68,7 +76,7 @@ int CWaveFile::openFile(const QString& name, QIODevice::OpenMode mode)
 }
 
 int CWaveFile::create(const QString& name, int channels, int sampleRate, int formatTag, int bytesPerSample,
-                      int levlBlockSize)
+                      int levlBlockSize, bool exclusive)
 {
     reset();
     mFmt.setChannels(channels);
@@ -86,15 +94,19 @@ int CWaveFile::create(const QString& name, int channels, int sampleRate, int for
         mLevl.mPeakChannels = 1;
     }
     // Unbuffered, so that what was written is on the disk even if the program dies.
-    const int result = openFile(name, QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+    // Exclusive is O_EXCL: of two programs that pick the same new name, one gets it.
+    const QIODevice::OpenMode mode = QIODevice::WriteOnly | QIODevice::Unbuffered |
+                                     (exclusive ? QIODevice::NewOnly : QIODevice::Truncate);
+    const int result = openFile(name, mode);
     if (result != waveOk)
-        return result;
+        return exclusive && QFileInfo::exists(name) ? int(waveErrExists) : result;
     QByteArray header("RIFF    WAVE");
     header.append(mDs64.serialise());
     header.append(mFmt.serialise());
     header.append("data    ");
     if (!writeAll(header)) {
         // No room even for the header: no file is left behind.
+        mOpenError = mWriteError;
         mFile->remove();
         dispose();
         return waveErrOpen;
@@ -161,7 +173,7 @@ int CWaveFile::close()
 
 void CWaveFile::finishRecording()
 {
-    const qint64 headerEnd = qint64(mFmt.mSize + 28 + (mDs64.mSize ? mDs64.mSize + 8 : 0));
+    const qint64 headerEnd = qint64(mDataOffset);
     qint64 end = mFile->pos();
     if (mWriteFailed.load(std::memory_order_relaxed)) {
         // What a failed write left of a frame is cut off.
@@ -179,6 +191,24 @@ void CWaveFile::finishRecording()
     if (!writeTrailingChunks())
         cutTo(chunksStart); // the samples matter, the chunks behind them don't
     patchHeader(std::uint64_t(headerEnd), std::uint64_t(end - headerEnd));
+    if (mDurable)
+        syncData();
+}
+
+int CWaveFile::finishUnfinished(const QString& name, const CFmtChunk& fmt, std::uint64_t dataOffset,
+                                std::uint64_t dataBytes)
+{
+    reset();
+    const int result = openFile(name, QIODevice::ReadWrite | QIODevice::Unbuffered);
+    if (result != waveOk)
+        return result;
+    mFmt = fmt;
+    mDataOffset = dataOffset;
+    const qint64 end = padData(qint64(dataOffset), cutTo(qint64(dataOffset + dataBytes)));
+    patchHeader(dataOffset, std::uint64_t(end) - dataOffset);
+    syncData();
+    dispose(); // not close(): that would finish it as a recording
+    return waveOk;
 }
 
 // Data of odd length get one zero byte behind them. Where even that byte finds no room,
@@ -236,11 +266,48 @@ void CWaveFile::writeAt(qint64 position, const QByteArray& bytes)
     mFile->write(bytes);
 }
 
+void CWaveFile::setDurable(bool durable)
+{
+    if (!mFile || !mFile->openMode().testFlag(QIODevice::WriteOnly) || durable == mDurable)
+        return;
+    mDurable = durable;
+    if (!durable)
+        return;
+    commitSizes();
+    // The folder's entry too, or a power cut may lose the file's name.
+    const QByteArray folder = QFile::encodeName(QFileInfo(mFile->fileName()).absolutePath());
+    const int handle = ::open(folder.constData(), O_RDONLY | O_DIRECTORY);
+    if (handle >= 0) {
+        ::fsync(handle);
+        ::close(handle);
+    }
+}
+
 qint64 CWaveFile::writeSamples(const QByteArray& bytes)
 {
     if (!mDevice || mWriteFailed.load(std::memory_order_relaxed))
         return -1;
-    return writeAll(bytes) ? bytes.size() : -1;
+    if (!writeAll(bytes))
+        return -1;
+    if (mDurable)
+        commitSizes();
+    return bytes.size();
+}
+
+// The samples are committed before the sizes that count them, so that even a power cut
+// never leaves a header that promises bytes the disk never got.
+void CWaveFile::commitSizes()
+{
+    const qint64 end = mFile->pos();
+    syncData();
+    patchHeader(mDataOffset, std::uint64_t(end) - mDataOffset);
+    mFile->seek(end);
+    syncData();
+}
+
+void CWaveFile::syncData()
+{
+    ::fdatasync(mFile->handle());
 }
 
 QString CWaveFile::writeError() const

@@ -7,6 +7,11 @@
 // an extensible `fmt ` and the `data` head. `close` patches the sizes in, and turns the
 // reserve into `ds64` and "RIFF" into "RF64" when the file has outgrown 32 bits.
 //
+// A durable recording survives its program: after each write the header's sizes count
+// what was written (RIFF and data, or ds64 past 4 GiB) and the kernel commits the
+// samples, then the sizes (fdatasync), so that a crash or a power cut leaves a wave
+// file that other programs read to its last written byte.
+//
 // A write that fails (a full disk, a file size limit) ends the take's writing: later
 // writes are refused, and close() keeps the whole frames written until then, so that the
 // file stays a valid wave file of everything before the failure.
@@ -34,8 +39,9 @@ public:
     CWaveFile(const CWaveFile&) = delete;
     CWaveFile& operator=(const CWaveFile&) = delete;
 
+    // With `exclusive` a file that exists already is left alone: waveErrExists.
     int create(const QString& name, int channels, int sampleRate, int formatTag, int bytesPerSample,
-               int levlBlockSize);
+               int levlBlockSize, bool exclusive = false);
     int openExisting(const QString& name, int& channels, int& sampleRate, int& formatTag, int& bytesPerSample,
                      int& levlBlockSize);
     // Reads from a device that is already open for reading (a buffer in memory, say);
@@ -46,6 +52,17 @@ public:
     // or closes a file opened for reading. Always 0.
     int close();
 
+    // Finishes a take its program left unfinished (see CUnfinishedTake), as close() would
+    // have: the samples cut to `dataBytes` from `dataOffset`, a pad byte, the sizes (the
+    // reserve at byte 12 becomes ds64 past 4 GiB). waveOk, or waveErrOpen with openError().
+    int finishUnfinished(const QString& name, const CFmtChunk& fmt, std::uint64_t dataOffset,
+                         std::uint64_t dataBytes);
+    // Why the last create or open failed, in the system's words.
+    QString openError() const { return mOpenError; }
+    // Durable from here on: the file and its folder entry are committed now, and each
+    // write commits its samples and the sizes.
+    void setDurable(bool durable);
+
     // Writes all of `bytes` or marks the take as failed; gives the bytes written, -1
     // once the take has failed.
     qint64 writeSamples(const QByteArray& bytes);
@@ -54,6 +71,7 @@ public:
     // Fills `bytes` from the current position up to the end of the data chunk, zeros
     // behind; gives the bytes read.
     qint64 readSamples(QByteArray& bytes);
+    qint64 readSamples(char* bytes, qint64 count);
     bool seekFrames(std::int32_t frame);
 
     std::int64_t numFrames() const;
@@ -91,7 +109,8 @@ private:
     bool writeTrailingChunks();
     void patchHeader(std::uint64_t headerEnd, std::uint64_t dataSize);
     void writeAt(qint64 position, const QByteArray& bytes);
-    qint64 readSamples(char* bytes, qint64 count);
+    void commitSizes();
+    void syncData();
 
     QStringList mChunkIds;
     QFile* mFile = nullptr;
@@ -103,6 +122,8 @@ private:
     std::uint64_t mDataOffset = 0;
     std::uint64_t mDataSize = 0;
     bool mWriteBext = false;
+    bool mDurable = false;
+    QString mOpenError;
     QString mWriteError;                    // set once, before mWriteFailed
     std::atomic<bool> mWriteFailed{false};
 };

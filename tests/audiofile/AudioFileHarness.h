@@ -7,6 +7,9 @@
 #include "tests/audiofile/WaveTestSupport.h"
 #include "tests/support/CoreApplication.h"
 
+#include <condition_variable>
+#include <functional>
+#include <mutex>
 #include <vector>
 
 namespace wavetest {
@@ -33,6 +36,32 @@ struct Block {
 
     std::vector<std::vector<float>> samples;
     std::vector<float*> pointers;
+};
+
+// A disk side held on purpose: the hook it gives waits, on the disk side, while the gate
+// is shut. Open it before a stop, which lets the disk side move everything left.
+class DiskGate {
+public:
+    std::function<void()> hook()
+    {
+        return [this] {
+            std::unique_lock lock(mLock);
+            mChange.wait(lock, [this] { return mOpen; });
+        };
+    }
+    void open()
+    {
+        {
+            std::lock_guard lock(mLock);
+            mOpen = true;
+        }
+        mChange.notify_all();
+    }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChange;
+    bool mOpen = false;
 };
 
 // A recording node of `channels` inputs that counts the frames it was fed.
@@ -64,6 +93,15 @@ struct Recorder {
         fed = next;
     }
 
+    // A disk side that moves nothing until the gate opens (a stalled disk).
+    void holdDisk() { node.setDiskHook(gate.hook()); }
+    void stop()
+    {
+        gate.open();
+        node.stopFile();
+    }
+
+    DiskGate gate;
     CAudioFile node;
     Block block;
     int frames;

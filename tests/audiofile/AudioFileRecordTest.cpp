@@ -1,7 +1,8 @@
 // Recording through the ring: what reaches the file when a take stops at awkward
 // moments, when the disk side falls behind, and the peak envelope. Blocks are fed on the
-// test's thread; the hand-over timer runs only where a test runs the event loop, so a
-// test that doesn't is a disk side that never keeps up.
+// test's thread. The disk side keeps up only where a test lets it: the disk thread is
+// held until the take stops or the test opens its gate, and the main thread's hand-over
+// timer runs only where a test runs the event loop.
 
 #include "tests/audiofile/AudioFileHarness.h"
 #include "tests/support/AllocationCounter.h"
@@ -28,6 +29,13 @@ struct RecordingTest : testing::TestWithParam<bool> {
     QString path = scratchPath(dir, "take.wav");
     bool useThread = GetParam();
 
+    // A recorder whose disk thread is held; the hand-over timer needs no hold.
+    void hold(Recorder& rec) const
+    {
+        if (useThread)
+            rec.holdDisk();
+    }
+
     void expectTake(std::int64_t frames, int channels = 2)
     {
         int fileChannels = 0;
@@ -43,49 +51,54 @@ struct RecordingTest : testing::TestWithParam<bool> {
 TEST_P(RecordingTest, AStopInTheFirstBufferWritesThatPartOnly)
 {
     Recorder rec(2, rate, frames);
+    hold(rec);
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(useThread);
     rec.feed(10);
     EXPECT_EQ(rec.node.position(), 10 * frames);
-    rec.node.stopFile();
+    rec.stop();
     expectTake(10 * frames);
 }
 
 TEST_P(RecordingTest, AStopExactlyAtABufferEndWritesNothingMore)
 {
     Recorder rec(2, rate, frames);
+    hold(rec);
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(useThread);
     rec.feed(rec.blocksPerBuffer);
     EXPECT_TRUE(rec.node.ring().unfinishedPart().isEmpty());
     EXPECT_EQ(rec.node.ring().queuedBuffers(), 1);
-    rec.node.stopFile();
+    rec.stop();
     expectTake(std::int64_t(rec.blocksPerBuffer) * frames);
 }
 
 TEST_P(RecordingTest, ARecordingWithoutABlockLeavesNoFile)
 {
     Recorder rec(2, rate, frames);
+    hold(rec);
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(useThread);
-    rec.node.stopFile();
+    rec.stop();
     EXPECT_FALSE(QFileInfo::exists(path));
 }
 
 TEST_P(RecordingTest, FullBuffersStillWaitingAtTheStopGoAheadOfThePartialOne)
 {
     Recorder rec(2, rate, frames);
+    hold(rec);
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(useThread);
     rec.feed(2 * rec.blocksPerBuffer + 17); // no event loop: two buffers wait for hand-over
     EXPECT_EQ(rec.node.ring().queuedBuffers(), 2);
-    rec.node.stopFile();
+    rec.stop();
     expectTake((2 * std::int64_t(rec.blocksPerBuffer) + 17) * frames);
 }
 
 TEST_P(RecordingTest, AStalledDiskSideDropsBlocksButKeepsAValidFile)
 {
     Recorder rec(2, rate, frames);
+    hold(rec);
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(useThread);
     const std::int64_t ringFrames = 4 * std::int64_t(rec.blocksPerBuffer) * frames;
@@ -94,16 +107,18 @@ TEST_P(RecordingTest, AStalledDiskSideDropsBlocksButKeepsAValidFile)
     rec.offer(50); // the whole ring waits: these are dropped, uncounted
     EXPECT_EQ(rec.node.position(), ringFrames);
     // The disk side catching up doesn't resume the take: the file stays continuous.
+    rec.gate.open();
     ASSERT_TRUE(runEventsUntil([&] { return rec.node.ring().queuedBuffers() == 0; }));
     rec.offer(50);
     EXPECT_EQ(rec.node.position(), ringFrames);
-    rec.node.stopFile();
+    rec.stop();
     expectTake(ringFrames); // each buffer once, none twice
 }
 
 TEST_P(RecordingTest, APausedTakeDoesNotGrow)
 {
     Recorder rec(2, rate, frames);
+    hold(rec);
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(useThread);
     rec.feed(5);
@@ -112,7 +127,7 @@ TEST_P(RecordingTest, APausedTakeDoesNotGrow)
     rec.offer(3); // blocks played while paused are never taken
     rec.node.startFile(useThread);
     rec.feed(4);
-    rec.node.stopFile();
+    rec.stop();
     expectTake(9 * frames);
 }
 
@@ -127,7 +142,7 @@ TEST_P(RecordingTest, ASwitchOfTheDiskSideMidTakeKeepsTheOrder)
     EXPECT_EQ(rec.node.transport(), CAudioFile::transportRunning);
     rec.feed(2 * rec.blocksPerBuffer);
     rec.node.checkQueue();
-    rec.node.stopFile();
+    rec.stop();
     expectTake((3 * std::int64_t(rec.blocksPerBuffer) + 3) * frames);
 }
 
@@ -139,6 +154,7 @@ TEST(Recording, ProcessNeitherAllocatesNorTouchesTheFile)
     QTemporaryDir dir;
     const QString path = scratchPath(dir, "quiet.wav");
     Recorder rec(4, rate, frames);
+    rec.holdDisk();
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(true);
     {
@@ -147,7 +163,7 @@ TEST(Recording, ProcessNeitherAllocatesNorTouchesTheFile)
         EXPECT_EQ(counter.count(), 0u);
     }
     EXPECT_EQ(QFileInfo(path).size(), CWaveFile::recordingHeaderSize);
-    rec.node.stopFile();
+    rec.stop();
     EXPECT_EQ(QFileInfo(path).size(), CWaveFile::recordingHeaderSize + (3 * 230 + 5) * frames * 4 * 3);
 }
 
