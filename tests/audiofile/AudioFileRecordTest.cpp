@@ -249,3 +249,31 @@ TEST(Recording, ThirtyTwoChannelsForAMinuteThroughTheDiskThreadLoseNoBlock)
     ASSERT_EQ(std::int64_t(codes.size()), std::int64_t(blocks) * block * channels);
     EXPECT_EQ(firstGridMismatch(codes, channels), -1);
 }
+
+TEST(Recording, ADiskTooSlowForTheRingCutsTheTakeWhereItOverflowedAndKeepsAllBefore)
+{
+    QTemporaryDir dir;
+    const QString path = scratchPath(dir, "slow.wav");
+    Recorder rec(2, rate, frames);
+    // Each stretch the disk side moves takes 20 ms: half a second of blocks fed at once
+    // outruns it many times over.
+    rec.node.setDiskHook([] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); });
+    ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
+    rec.node.startFile(true);
+    for (int b = 0; b < 8 * rec.blocksPerBuffer && !rec.node.overrun(); ++b)
+        rec.feed(1);
+    ASSERT_TRUE(rec.node.overrun());
+    const std::int32_t cut = rec.node.position();
+    EXPECT_GE(cut, 4 * rec.blocksPerBuffer * frames) << "the whole ring was used first";
+    rec.offer(40);
+    EXPECT_EQ(rec.node.position(), cut);
+    EXPECT_TRUE(rec.node.overrun());
+    rec.node.stopFile();
+    int channels = 0;
+    const std::vector<std::int32_t> codes = readCodes24(path, channels);
+    EXPECT_EQ(std::int64_t(codes.size()), std::int64_t(cut) * 2);
+    EXPECT_EQ(firstGridMismatch(codes, 2), -1);
+    // The next take starts whole.
+    ASSERT_EQ(rec.node.openFile(scratchPath(dir, "next.wav"), CAudioFile::modeRecording), 0);
+    EXPECT_FALSE(rec.node.overrun());
+}

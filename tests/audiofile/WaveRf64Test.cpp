@@ -29,17 +29,6 @@ qint64 diskUse(const QString& path)
     return ::stat(path.toLocal8Bit().constData(), &info) == 0 ? qint64(info.st_blocks) * 512 : -1;
 }
 
-QByteArray gridBytes24(std::int64_t first, int frames, int channels)
-{
-    QByteArray bytes;
-    for (std::int64_t frame = first; frame < first + frames; ++frame)
-        for (int c = 0; c < channels; ++c) {
-            const std::int32_t code = std::int32_t(gridSample(frame, c) * 8388608.0f);
-            bytes.append(char(code & 0xFF)).append(char((code >> 8) & 0xFF)).append(char((code >> 16) & 0xFF));
-        }
-    return bytes;
-}
-
 // A file of `frames` frames of which only the first and last ten are written.
 void writeSparse(const QString& path, int channels, int bytesPerSample, std::int32_t frames, bool bext = false)
 {

@@ -65,6 +65,18 @@ inline float gridSample(std::int64_t frame, int channel)
     return float(code) / float(1 << 23);
 }
 
+// Frames of the grid signal from `first` on as interleaved 24-bit little-endian samples.
+inline QByteArray gridBytes24(std::int64_t first, int frames, int channels)
+{
+    QByteArray bytes;
+    for (std::int64_t frame = first; frame < first + frames; ++frame)
+        for (int c = 0; c < channels; ++c) {
+            const std::int32_t code = std::int32_t(gridSample(frame, c) * 8388608.0f);
+            bytes.append(char(code & 0xFF)).append(char((code >> 8) & 0xFF)).append(char((code >> 16) & 0xFF));
+        }
+    return bytes;
+}
+
 inline QString scratchPath(const QTemporaryDir& dir, const char* name)
 {
     return dir.filePath(QString::fromLatin1(name));
