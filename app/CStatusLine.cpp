@@ -27,7 +27,8 @@ void CStatusLine::refresh(const CAudioDevice& device)
                         .arg(device.mBlockLength)
                         .arg(kBeamformerLatency + hostInputLatency() + hostOutputLatency())
                         .arg(load)
-                        .arg(hostMissedCallbacks()));
+                        .arg(hostMissedCallbacks()) +
+                    (mRecordingNote.isEmpty() ? QString() : QStringLiteral("  |  ") + mRecordingNote));
 }
 
 QString CStatusLine::text() const

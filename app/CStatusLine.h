@@ -22,7 +22,10 @@ public:
 
     void refresh(const CAudioDevice& device);
     QString text() const;
+    // A word on the takes shown behind the device's figures until cleared (empty).
+    void setRecordingNote(const QString& note) { mRecordingNote = note; }
 
 private:
     QLabel* mLabel;
+    QString mRecordingNote;
 };

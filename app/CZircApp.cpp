@@ -7,6 +7,7 @@
 #include "app/CMainWindowLayout.h"
 #include "app/CSoundMapFeed.h"
 #include "app/CStatusLine.h"
+#include "app/CTakeFolderCheck.h"
 #include "app/CZrOptions.h"
 #include "audiofile/CAudioFile.h"
 #include "beamformer/CZirc.h"
@@ -36,8 +37,10 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QThread>
+#include <QTime>
 #include <QTimerEvent>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -57,6 +60,10 @@ const QString kBeamTrackQuestion =
     QStringLiteral("The beam track settings have been modified.\nDo you want to save your changes?");
 // A file is the array signal already: the graph records the array in live mode only.
 const QString kArrayLiveOnly = QStringLiteral("The array signal is recorded in live mode only.");
+const QString kSlowDisk =
+    QStringLiteral("The disk cannot keep up with the take %1: it was cut at %2, and what follows is lost "
+                   "until recording stops.\nThe file holds everything recorded until then.");
+const QString kLosingAudio = QStringLiteral("takes losing audio: disk too slow");
 const QString kWriteFailure =
     QStringLiteral("Recording stopped: %1 could not be written (%2).\nThe file holds everything recorded until then.");
 
@@ -90,6 +97,7 @@ CZircApp::CZircApp(QWidget* parent) : QMainWindow(parent), mAudio(this, mAppName
     mStatusLine = new CStatusLine(this);
     setStatusBar(mStatusLine);
     mStatusLine->refresh(mAudio);
+    CTakeFolderCheck::run(this, mAppName, recordingFolders());
     mTimer.start(kTimerMs, this);
 }
 
@@ -573,8 +581,15 @@ void CZircApp::startRecording()
         if (!mRecordingSinks->status(i))
             continue;
         CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
-        const QString path = newRecordingPath(i);
-        if (recorder->openFile(path, 0) != 0) {
+        QString path = newRecordingPath(i);
+        int opened = recorder->openFile(path, 0);
+        // Another program recording into the folder can take the name between the look
+        // and the exclusive create; the next running number is tried then.
+        for (int tries = 0; opened == CAudioFile::fileErrExists && tries < 100; ++tries) {
+            path = newRecordingPath(i);
+            opened = recorder->openFile(path, 0);
+        }
+        if (opened != 0) {
             warn(QStringLiteral("Error opening record file!"));
             continue;
         }
@@ -599,6 +614,8 @@ void CZircApp::stopRecording()
         }
     }
     mRecordingFiles = {};
+    mOverrunReported = {};
+    mStatusLine->setRecordingNote(QString());
     mRecordingSinks->setEnabled(true);
     for (const QString& text : failures)
         warn(text);
@@ -638,6 +655,33 @@ void CZircApp::checkRecordings()
             return;
         }
     }
+    checkOverruns();
+}
+
+// A take the disk side fell a whole ring behind is cut there: one warning a take, and
+// the status line says so until recording stops. The flag goes up before the warning,
+// whose own event loop runs this timer again.
+void CZircApp::checkOverruns()
+{
+    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
+        const std::size_t sink = static_cast<std::size_t>(i);
+        const CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
+        if (mRecordingFiles[sink].isEmpty() || mOverrunReported[sink] || !recorder->overrun())
+            continue;
+        mOverrunReported[sink] = true;
+        mStatusLine->setRecordingNote(kLosingAudio);
+        const int seconds = static_cast<int>(recorder->position() / std::max(1.0, static_cast<double>(mAudio.mSampleRate)));
+        warn(kSlowDisk.arg(QDir::toNativeSeparators(QFileInfo(mRecordingFiles[sink]).absoluteFilePath()),
+                           QTime(0, 0).addSecs(seconds).toString(QStringLiteral("h:mm:ss"))));
+    }
+}
+
+QStringList CZircApp::recordingFolders() const
+{
+    QStringList folders;
+    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)
+        folders << mRecordingSinks->directory(i);
+    return folders;
 }
 
 // A take never overwrites a file: a name that is taken already (a take begun in the same

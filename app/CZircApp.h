@@ -160,6 +160,8 @@ private:
     // it; false while the device is lost.
     bool followDevice(CAudioDevice::Recovery recovery);
     void checkRecordings();
+    void checkOverruns();
+    QStringList recordingFolders() const;
     QString newRecordingPath(int sink);
     void askToSaveBeamTracks();
     void setWindowTitleFromState();
@@ -197,5 +199,6 @@ private:
     CStatusLine* mStatusLine = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
     std::array<QString, 2> mRecordingFiles; // the take of each sink; empty while it records none
+    std::array<bool, 2> mOverrunReported{}; // the take of each sink lost blocks to a slow disk
     CZrOptions* mOptions = nullptr;
 };

@@ -28,6 +28,7 @@ public:
     QString fileName(int sinkIndex) const;
     // fileName in the sink's directory; the sink's label shows the name.
     QString filePath(int sinkIndex);
+    QString directory(int sinkIndex) const { return validIndex(sinkIndex) ? mDirectories[sinkIndex] : QString(); }
 
     // A sink that cannot record at present: its switch is unchecked and disabled, with the
     // reason as its tooltip; made available again, the switch is enabled and checked as the

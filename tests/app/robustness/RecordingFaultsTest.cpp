@@ -74,11 +74,12 @@ TEST_F(RecordingFaults, ADiskThatFillsUpEndsTheTakeWithAMessageAndTheStreamPlays
     ASSERT_NO_FATAL_FAILURE(startTake());
     const QString mic = file(0), out = file(1);
 
-    // The array's first buffer (five seconds of blocks) goes to the disk, which refuses
-    // most of it; the window notices on its own timer.
+    // The array's take goes to the disk every half second, which refuses it past the
+    // room; the window notices on its own timer and ends the take, the beams' too.
     const int blocksPerBuffer = 5 * (44100 / blockLength());
-    const int recorded = blocksPerBuffer + 10;
-    runBlocks(recorded);
+    int recorded = 0;
+    for (; recorded < blocksPerBuffer + 10 && down(CAudioTransport::RecordButton); ++recorded)
+        runBlock();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !down(CAudioTransport::RecordButton); }, 10000));
     expectTakeEndedAndStreamPlaying();
     ASSERT_EQ(dialogs.warnings.size(), 1u);
