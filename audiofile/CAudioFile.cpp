@@ -308,8 +308,6 @@ int CAudioFile::startFile(bool useThread)
         else
             mBuffer->primeAll();
     }
-    if (recording)
-        mWave->setDurable(useThread);
     runDiskSide(recording ? CBufferThread::modeWrite : CBufferThread::modeRead);
     mBuffer->setStopped(false);
     mTransport = transportRunning;
@@ -318,14 +316,22 @@ int CAudioFile::startFile(bool useThread)
 
 // The disk thread, or the main thread on the timer; what the thread leaves behind at a
 // switch goes first. Playing's first fill happens here, before the block side starts.
+// A take is durable with the thread: the live case, where a crash must not cost the
+// take. Without it the host (an offline render) writes under a temporary name, and
+// syncing would only slow it down. The file changes hands only while no thread runs.
 void CAudioFile::runDiskSide(int diskMode)
 {
+    const bool recording = diskMode == CBufferThread::modeWrite;
     if (mUseBufferThread) {
         mHandOver.stop();
+        if (recording && !mThread->running())
+            mWave->setDurable(true);
         mThread->start(diskMode, mWave);
         return;
     }
     mThread->finish();
+    if (recording)
+        mWave->setDurable(false);
     mThread->moveWaiting(diskMode, mWave, false);
     mHandOver.start();
 }
