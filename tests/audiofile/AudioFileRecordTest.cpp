@@ -255,9 +255,12 @@ TEST(Recording, ADiskTooSlowForTheRingCutsTheTakeWhereItOverflowedAndKeepsAllBef
     QTemporaryDir dir;
     const QString path = scratchPath(dir, "slow.wav");
     Recorder rec(2, rate, frames);
-    // Each stretch the disk side moves takes 20 ms: half a second of blocks fed at once
-    // outruns it many times over.
-    rec.node.setDiskHook([] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); });
+    // The disk side's first stretch takes until the ring has overflowed (ten seconds at
+    // most), so the disk is slower than the feed on any machine; later ones go at once.
+    rec.node.setDiskHook([&rec] {
+        for (int wait = 0; wait < 10000 && !rec.node.overrun(); ++wait)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
     ASSERT_EQ(rec.node.openFile(path, CAudioFile::modeRecording), 0);
     rec.node.startFile(true);
     for (int b = 0; b < 8 * rec.blocksPerBuffer && !rec.node.overrun(); ++b)
