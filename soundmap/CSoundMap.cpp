@@ -19,10 +19,31 @@ double whitening(int k)
 // |u(d)|^2, the same for every direction: sum over orders of (2n + 1) / (4 pi).
 constexpr float kSteeringEnergy = float(16.0 / (4.0 * std::numbers::pi));
 
-// Eigenvalues this far below the largest belong to the noise subspace.
+// Eigenvalues this far below the largest belong to the noise subspace. A broadband
+// source is not quite one eigenvector: the orders' equalisers differ a little in phase, so
+// each source also has a quadrature vector about 17 dB below its own (with the band of
+// CModeCovariance); the threshold takes those in for sources near the top, which only
+// deepens their nulls. The aliasing and the rest lie 30 dB and more below.
 constexpr double kSignalRange = 0.01;
+// At least this many noise dimensions, or nulls appear where no source is.
+constexpr int kMinNoiseDimensions = 6;
 // Cap of the pseudo-spectrum: a direction in the signal subspace reads 60 dB.
 constexpr float kMusicCeiling = 1e6f;
+// A MUSIC peak is a source candidate when at least half of its steering vector lies in the
+// signal subspace (pseudo-spectrum 2); the side-lobe directions of the sources reach a few
+// per cent.
+constexpr float kMusicCandidate = 2.0f;
+
+// On the modelled array the steered-power map's side lobes stay within 1 dB of what the
+// ideal order-3 beams of the stronger peaks throw there, and sources 3 to 6 dB down
+// stand 7 dB and more above it: a peak counts as a lobe up to 3 dB above the model.
+constexpr float kLobeMarginDb = 3.0f;
+
+const SoundMapBeam& mapBeam()
+{
+    static const SoundMapBeam beam = SoundMapBeam::maximumDirectivity(kEbfMaxOrder);
+    return beam;
+}
 
 } // namespace
 
@@ -113,7 +134,7 @@ void CSoundMap::computeMusic()
     const double threshold = eigen.values.front() * kSignalRange;
     mSignalDimension = int(std::count_if(eigen.values.begin(), eigen.values.end(),
                                          [&](double v) { return v > threshold; }));
-    mSignalDimension = std::min(mSignalDimension, kModes - 1);
+    mSignalDimension = std::min(mSignalDimension, kModes - kMinNoiseDimensions);
 
     const int points = mGrid.points();
     ippsZero_32f(mPower.data(), points);
@@ -148,7 +169,9 @@ std::vector<SoundMapPeak> CSoundMap::peaks(int maxPeaks, float rangeDb) const
 {
     if (mSilent)
         return {};
-    return findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, 0.0f);
+    if (mMethod == kMusic)
+        return findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, kMusicCandidate);
+    return findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, 0.0f, &mapBeam(), kLobeMarginDb);
 }
 
 SoundMapFrame CSoundMap::frame(float rangeDb, int maxPeaks) const

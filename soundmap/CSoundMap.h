@@ -53,6 +53,10 @@ public:
     // -floorDb when silent.
     std::vector<float> relativeDb(float floorDb) const;
     bool silent() const { return mSilent; }
+    // The source candidates, strongest first, refined below the grid step (SoundMapPeaks):
+    // on the steered-power map without the lobes of stronger peaks, each placed on the map
+    // less the others' beams; on the MUSIC map where at least half the steering vector
+    // lies in the signal subspace.
     std::vector<SoundMapPeak> peaks(int maxPeaks, float rangeDb) const;
     // The map for the displays over `rangeDb`, with up to `maxPeaks` peaks in that range;
     // an empty frame while silent.

@@ -8,15 +8,26 @@
 #include <numbers>
 
 ModeBandPass::ModeBandPass(double sampleRate, double lowHz, double highHz)
-    : mSections{butterworth(lowHz, sampleRate, true), butterworth(std::min(highHz, 0.45 * sampleRate), sampleRate, false)}
 {
+    const double high = std::min(highHz, 0.45 * sampleRate);
+    for (int i = 0; i < kHighPassSections; ++i)
+        mSections[i] = section(lowHz, sampleRate, butterworthQ(i, kHighPassSections), true);
+    for (int i = 0; i < kLowPassSections; ++i)
+        mSections[kHighPassSections + i] = section(high, sampleRate, butterworthQ(i, kLowPassSections), false);
 }
 
-// Bilinear transform of the analog prototype with Q = 1/sqrt(2).
-ModeBandPass::Section ModeBandPass::butterworth(double cornerHz, double sampleRate, bool highPass)
+// The poles of a Butterworth filter of order 2n pair up at angles (2i + 1) pi / (4n)
+// from the real axis.
+double ModeBandPass::butterworthQ(int index, int sections)
+{
+    return 0.5 / std::cos((2.0 * index + 1.0) * std::numbers::pi / (4.0 * sections));
+}
+
+// Bilinear transform of the analog second-order section.
+ModeBandPass::Section ModeBandPass::section(double cornerHz, double sampleRate, double q, bool highPass)
 {
     const double w = 2.0 * std::numbers::pi * cornerHz / sampleRate;
-    const double alpha = std::sin(w) / std::numbers::sqrt2;
+    const double alpha = std::sin(w) / (2.0 * q);
     const double c = std::cos(w);
     const double a0 = 1.0 + alpha;
     const double b0 = (highPass ? (1.0 + c) : (1.0 - c)) / 2.0 / a0;
@@ -37,33 +48,31 @@ void ModeBandPass::reset()
     }
 }
 
-// Both sections in one pass; the states live in local arrays for the length of the
-// call, so they stay in registers rather than being reloaded after every store.
-VK_VECTOR_CLONES
 void ModeBandPass::process(float (*frames)[kChannels], int count)
 {
-    const Section& h = mSections[0];
-    const Section& l = mSections[1];
-    alignas(64) float h1[kChannels], h2[kChannels], l1[kChannels], l2[kChannels];
-    std::copy(h.s1, h.s1 + kChannels, h1);
-    std::copy(h.s2, h.s2 + kChannels, h2);
-    std::copy(l.s1, l.s1 + kChannels, l1);
-    std::copy(l.s2, l.s2 + kChannels, l2);
+    for (Section& s : mSections)
+        run(s, frames, count);
+}
+
+// One section over the whole chunk; its states live in local arrays for the length of
+// the call, so they stay in registers rather than being reloaded after every store.
+VK_VECTOR_CLONES
+void ModeBandPass::run(Section& s, float (*frames)[kChannels], int count)
+{
+    alignas(64) float s1[kChannels], s2[kChannels];
+    std::copy(s.s1, s.s1 + kChannels, s1);
+    std::copy(s.s2, s.s2 + kChannels, s2);
+    const float b0 = s.b0, b1 = s.b1, b2 = s.b2, a1 = s.a1, a2 = s.a2;
     for (int t = 0; t < count; ++t) {
         float* x = frames[t];
         for (int k = 0; k < kChannels; ++k) {
             const float in = x[k];
-            const float u = h.b0 * in + h1[k];
-            h1[k] = h.b1 * in - h.a1 * u + h2[k];
-            h2[k] = h.b2 * in - h.a2 * u;
-            const float y = l.b0 * u + l1[k];
-            l1[k] = l.b1 * u - l.a1 * y + l2[k];
-            l2[k] = l.b2 * u - l.a2 * y;
+            const float y = b0 * in + s1[k];
+            s1[k] = b1 * in - a1 * y + s2[k];
+            s2[k] = b2 * in - a2 * y;
             x[k] = y;
         }
     }
-    std::copy(h1, h1 + kChannels, mSections[0].s1);
-    std::copy(h2, h2 + kChannels, mSections[0].s2);
-    std::copy(l1, l1 + kChannels, mSections[1].s1);
-    std::copy(l2, l2 + kChannels, mSections[1].s2);
+    std::copy(s1, s1 + kChannels, s.s1);
+    std::copy(s2, s2 + kChannels, s.s2);
 }

@@ -15,15 +15,16 @@ namespace {
 constexpr int kModes = 16;
 constexpr double kRate = 44100.0;
 
-// The band-pass written out directly: Butterworth high-pass at the low edge, low-pass at
-// the high edge, each from the analog prototype by the bilinear transform.
+// The band-pass written out directly: a fourth-order Butterworth high-pass at the low
+// edge, an eighth-order low-pass at the high edge, each section from the analog prototype
+// by the bilinear transform with the tabulated Butterworth quality factors.
 std::vector<double> bandPassed(const std::vector<float>& x)
 {
-    auto section = [](std::vector<double> in, double corner, bool high) {
+    auto section = [](std::vector<double> in, double corner, double q, bool high) {
         const double k = std::tan(std::numbers::pi * corner / kRate);
-        const double norm = 1.0 / (1.0 + std::numbers::sqrt2 * k + k * k);
+        const double norm = 1.0 / (1.0 + k / q + k * k);
         const double b0 = (high ? 1.0 : k * k) * norm, b1 = (high ? -2.0 : 2.0) * b0;
-        const double a1 = 2.0 * (k * k - 1.0) * norm, a2 = (1.0 - std::numbers::sqrt2 * k + k * k) * norm;
+        const double a1 = 2.0 * (k * k - 1.0) * norm, a2 = (1.0 - k / q + k * k) * norm;
         std::vector<double> y(in.size());
         for (size_t t = 0; t < in.size(); ++t) {
             const auto at = [&](const std::vector<double>& v, size_t back) { return t >= back ? v[t - back] : 0.0; };
@@ -31,8 +32,12 @@ std::vector<double> bandPassed(const std::vector<float>& x)
         }
         return y;
     };
-    return section(section(std::vector<double>(x.begin(), x.end()), CModeCovariance::kLowEdge, true),
-                   CModeCovariance::kHighEdge, false);
+    std::vector<double> y(x.begin(), x.end());
+    for (double q : {0.54119610, 1.3065630})
+        y = section(y, CModeCovariance::kLowEdge, q, true);
+    for (double q : {0.50979558, 0.60134489, 0.89997622, 2.5629154})
+        y = section(y, CModeCovariance::kHighEdge, q, false);
+    return y;
 }
 
 struct Signals {
