@@ -53,6 +53,7 @@ CSoundMap::CSoundMap(int stepDegrees)
     , mHarmonics(kModes, std::vector<float>(size_t(mGrid.points())))
     , mPower(size_t(mGrid.points()), 0.0f)
     , mScratch(size_t(mGrid.points()), 0.0f)
+    , mNoiseProjector(size_t(kModes) * kModes, 0.0)
 {
     for (int r = 0; r < mGrid.rows(); ++r)
         for (int c = 0; c < mGrid.columns(); ++c)
@@ -138,8 +139,12 @@ void CSoundMap::computeMusic()
 
     const int points = mGrid.points();
     ippsZero_32f(mPower.data(), points);
+    std::fill(mNoiseProjector.begin(), mNoiseProjector.end(), 0.0);
     for (int e = mSignalDimension; e < kModes; ++e) {
         const std::vector<double>& v = eigen.vectors[e];
+        for (int i = 0; i < kModes; ++i)
+            for (int j = 0; j < kModes; ++j)
+                mNoiseProjector[i * kModes + j] += v[i] * v[j];
         ippsMulC_32f(mHarmonics[0].data(), float(v[0]), mScratch.data(), points);
         for (int k = 1; k < kModes; ++k)
             ippsAddProductC_32f(mHarmonics[k].data(), float(v[k]), mScratch.data(), points);
@@ -149,6 +154,18 @@ void CSoundMap::computeMusic()
     ippsLn_32f_I(mPower.data(), points);
     ippsSubCRev_32f_I(std::log(kSteeringEnergy), mPower.data(), points);
     ippsExp_32f_I(mPower.data(), points);
+}
+
+double CSoundMap::musicAt(double thetaDegrees, double phiDegrees) const
+{
+    double u[kModes];
+    for (int k = 0; k < kModes; ++k)
+        u[k] = whitening(k) * ebfHarmonic(k, thetaDegrees, phiDegrees);
+    double noise = 0.0;
+    for (int i = 0; i < kModes; ++i)
+        for (int j = 0; j < kModes; ++j)
+            noise += u[i] * mNoiseProjector[i * kModes + j] * u[j];
+    return kSteeringEnergy / std::max(noise, double(kSteeringEnergy / kMusicCeiling));
 }
 
 std::vector<float> CSoundMap::relativeDb(float floorDb) const
@@ -169,8 +186,15 @@ std::vector<SoundMapPeak> CSoundMap::peaks(int maxPeaks, float rangeDb) const
 {
     if (mSilent)
         return {};
-    if (mMethod == kMusic)
-        return findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, kMusicCandidate);
+    if (mMethod == kMusic) {
+        std::vector<SoundMapPeak> found = findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, kMusicCandidate);
+        for (SoundMapPeak& p : found)
+            p = polishSoundMapPeak(p, mGrid.step(), [this](double t, double f) { return musicAt(t, f); });
+        std::stable_sort(found.begin(), found.end(), [](const SoundMapPeak& a, const SoundMapPeak& b) {
+            return a.power > b.power;
+        });
+        return found;
+    }
     return findSoundMapPeaks(mGrid, mPower.data(), maxPeaks, rangeDb, 0.0f, &mapBeam(), kLobeMarginDb);
 }
 

@@ -56,7 +56,8 @@ public:
     // The source candidates, strongest first, refined below the grid step (SoundMapPeaks):
     // on the steered-power map without the lobes of stronger peaks, each placed on the map
     // less the others' beams; on the MUSIC map where at least half the steering vector
-    // lies in the signal subspace.
+    // lies in the signal subspace, each placed on the pseudo-spectrum itself, which is
+    // sharper than a coarse grid can follow.
     std::vector<SoundMapPeak> peaks(int maxPeaks, float rangeDb) const;
     // The map for the displays over `rangeDb`, with up to `maxPeaks` peaks in that range;
     // an empty frame while silent.
@@ -69,6 +70,8 @@ private:
     void smooth(const ModeCovarianceFrame& frame);
     void computeSteeredPower();
     void computeMusic();
+    // The pseudo-spectrum at any direction, from the last update's noise subspace.
+    double musicAt(double thetaDegrees, double phiDegrees) const;
 
     SoundMapGrid mGrid;
     tMethod mMethod = kSteeredPower;
@@ -78,6 +81,7 @@ private:
     std::vector<std::vector<float>> mHarmonics; // u_k over the grid
     std::vector<float> mPower;
     std::vector<float> mScratch;
+    std::vector<double> mNoiseProjector; // kModes x kModes, MUSIC's noise subspace
     bool mSilent = true;
     int mSignalDimension = 0;
 };

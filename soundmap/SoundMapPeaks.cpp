@@ -78,6 +78,22 @@ double angleBetween(const SoundMapPeak& a, const SoundMapPeak& b)
     return std::acos(std::clamp(c, -1.0, 1.0)) / kDegree;
 }
 
+struct Vertex {
+    double offset = 0.0; // in steps
+    double rise = 0.0;   // of the logarithm above the centre
+};
+
+// The top of the parabola through three points a step apart, kept within `limit` steps of
+// the centre; none where the points do not curve down.
+Vertex vertex(double before, double centre, double after, double limit = 0.5)
+{
+    const double curvature = before - 2.0 * centre + after;
+    if (!(curvature < 0.0))
+        return {};
+    const double offset = std::clamp(0.5 * (before - after) / curvature, -limit, limit);
+    return {offset, 0.25 * (after - before) * offset};
+}
+
 // A source modelled on the map: its beam pattern at its direction, scaled by its power.
 struct Modelled {
     UnitVector axis;
@@ -151,20 +167,6 @@ private:
     // On a smooth map the top rises a fraction of a dB above its grid point; the cap keeps
     // a lone spike (a map too coarse for its peak) from reading as a far louder one.
     static float top(double centre, double rise) { return float(std::exp(centre + std::min(rise, std::numbers::ln2))); }
-
-    struct Vertex {
-        double offset = 0.0; // in steps
-        double rise = 0.0;   // of the logarithm above the centre
-    };
-
-    static Vertex vertex(double before, double centre, double after)
-    {
-        const double curvature = before - 2.0 * centre + after;
-        if (!(curvature < 0.0))
-            return {};
-        const double offset = std::clamp(0.5 * (before - after) / curvature, -0.5, 0.5);
-        return {offset, 0.25 * (after - before) * offset};
-    }
 
     // One parabola a row apart and one a column apart; each vertex kept within half a step.
     SoundMapPeak refineInside(Point p) const
@@ -309,4 +311,58 @@ std::vector<SoundMapPeak> findSoundMapPeaks(const SoundMapGrid& grid, const floa
     for (const Candidate& k : kept)
         peaks.push_back(k.peak);
     return peaks;
+}
+
+namespace {
+
+// The vertex of the parabola within a step; where the logarithm does not curve down (on
+// the flank of a sharp peak, whose logarithm is convex there), a whole step uphill.
+double climb(double before, double centre, double after)
+{
+    if (before - 2.0 * centre + after < 0.0)
+        return vertex(before, centre, after, 1.0).offset;
+    if (std::max(before, after) <= centre)
+        return 0.0;
+    return after > before ? 1.0 : -1.0;
+}
+
+} // namespace
+
+SoundMapPeak polishSoundMapPeak(const SoundMapPeak& peak, double stepDegrees,
+                                const std::function<double(double, double)>& value)
+{
+    const auto normalised = [](double x, double y, double z) {
+        const double n = std::sqrt(x * x + y * y + z * z);
+        return UnitVector{x / n, y / n, z / n};
+    };
+    const auto theta = [](const UnitVector& v) { return std::acos(std::clamp(v.z, -1.0, 1.0)) / kDegree; };
+    const auto phi = [](const UnitVector& v) { return std::fmod(std::atan2(v.y, v.x) / kDegree + 360.0, 360.0); };
+    const auto logAt = [&](const UnitVector& v) { return std::log(std::max(value(theta(v), phi(v)), 1e-30)); };
+
+    UnitVector p = unitVectorFromAngles(peak.theta, peak.phi);
+    double centre = logAt(p);
+    for (double step = 0.5 * stepDegrees; step >= 0.01; step *= 0.5) {
+        // Two tangents: along the meridian and the parallel, or x and y at a pole.
+        const double r = std::hypot(p.x, p.y);
+        const UnitVector along = r > 1e-9 ? UnitVector{p.z * p.x / r, p.z * p.y / r, -r} : UnitVector{1.0, 0.0, 0.0};
+        const UnitVector across = r > 1e-9 ? UnitVector{-p.y / r, p.x / r, 0.0} : UnitVector{0.0, 1.0, 0.0};
+        const double h = std::tan(step * kDegree);
+        double move[2] = {};
+        int axis = 0;
+        for (const UnitVector& e : {along, across}) {
+            const double before = logAt(normalised(p.x - h * e.x, p.y - h * e.y, p.z - h * e.z));
+            const double after = logAt(normalised(p.x + h * e.x, p.y + h * e.y, p.z + h * e.z));
+            move[axis++] = climb(before, centre, after) * h;
+        }
+        const UnitVector moved = normalised(p.x + move[0] * along.x + move[1] * across.x,
+                                            p.y + move[0] * along.y + move[1] * across.y,
+                                            p.z + move[0] * along.z + move[1] * across.z);
+        const double there = logAt(moved);
+        if (there >= centre) {
+            p = moved;
+            centre = there;
+        }
+    }
+    const double t = theta(p);
+    return {t, t > 1e-9 && t < 180.0 - 1e-9 ? phi(p) : 0.0, float(std::exp(centre))};
 }

@@ -15,6 +15,7 @@
 #include "soundmap/SoundMapBeam.h"
 #include "soundmap/SoundMapGrid.h"
 
+#include <functional>
 #include <vector>
 
 struct SoundMapPeak {
@@ -33,3 +34,10 @@ struct SoundMapPeak {
 std::vector<SoundMapPeak> findSoundMapPeaks(const SoundMapGrid& grid, const float* power, int maxPeaks,
                                             float rangeDb, float floor, const SoundMapBeam* beam = nullptr,
                                             float marginDb = 0.0f);
+
+// Places a peak of a map that can be evaluated anywhere (`value` at theta, phi in degrees,
+// positive) by parabolas through the logarithm of points `stepDegrees` / 2 either side
+// along two tangent directions, halving the distance down to a hundredth of a degree. The
+// peak's power becomes the value there.
+SoundMapPeak polishSoundMapPeak(const SoundMapPeak& peak, double stepDegrees,
+                                const std::function<double(double, double)>& value);

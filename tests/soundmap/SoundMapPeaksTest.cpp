@@ -188,4 +188,23 @@ TEST(SoundMapPeaks, SideLobesOfStrongerPeaksAreDropped)
     EXPECT_EQ(findSoundMapPeaks(close.grid, close.values.data(), 5, 20.0f, 0.0f, &beam).size(), 1u);
 }
 
+// A sharp peak (MUSIC-like, 1 / (eps + angle^2)) from a start a few degrees off: at the
+// pole, beside it, across the seam; the power becomes the function's top.
+TEST(SoundMapPeaks, PolishedOnAMapKnownEverywhere)
+{
+    const Bump cases[] = {{0.0, 0.0, 1.0}, {1.3, 250.0, 1.0}, {77.7, 359.6, 1.0}, {179.2, 33.0, 1.0}, {120.4, 181.9, 1.0}};
+    for (const Bump& b : cases) {
+        const auto sharp = [&](double theta, double phi) {
+            const double a = angleBetween(theta, phi, b.theta, b.phi);
+            return 1.0 / (0.01 + a * a);
+        };
+        const SoundMapPeak start{std::clamp(b.theta + 2.0, 0.0, 180.0), b.phi - 1.5, 0.0f};
+        const SoundMapPeak p = polishSoundMapPeak(start, 5.0, sharp);
+        EXPECT_LT(angleBetween(p.theta, p.phi, b.theta, b.phi), 0.02) << b.theta << ", " << b.phi;
+        EXPECT_NEAR(p.power, 100.0f, 5.0f);
+        EXPECT_GE(p.phi, 0.0);
+        EXPECT_LT(p.phi, 360.0);
+    }
+}
+
 } // namespace
