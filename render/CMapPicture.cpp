@@ -65,10 +65,12 @@ QString CMapPicture::peaksText(const std::vector<SoundMapPeak>& peaks)
     QString text;
     for (size_t i = 0; i < peaks.size(); ++i) {
         const double db = 10.0 * std::log10(double(peaks[i].power) / double(peaks.front().power));
+        // Peaks are placed below the grid step: a tenth of a degree, 359.96 reading 0.0.
+        const double azimuth = std::fmod(std::round(peaks[i].phi * 10.0) / 10.0, 360.0);
         text += QStringLiteral("peak %1: azimuth %2, elevation %3, %4 dB\n")
                     .arg(i + 1)
-                    .arg(peaks[i].phi, 0, 'f', 0)
-                    .arg(peaks[i].theta, 0, 'f', 0)
+                    .arg(azimuth, 0, 'f', 1)
+                    .arg(peaks[i].theta, 0, 'f', 1)
                     .arg(db, 0, 'f', 1);
     }
     return text;

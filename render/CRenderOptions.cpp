@@ -318,7 +318,8 @@ Sound map (where sound comes from, over the whole input; needs the 32 capsule ch
   --map FILE.png             the map as a picture: azimuth 0..360 from left to right,
                              elevation 0..180 from top to bottom, 30 dB of colour below
                              the loudest direction, the peaks ringed.
-  --map-peaks                print the map's strongest peaks (at most 8, within 30 dB).
+  --map-peaks                print the sources the map finds, to a tenth of a degree
+                             (at most 8, within 30 dB; side lobes left out).
   --map-grid DEGREES         spacing of the map's directions: 1, 2, 3, 4 or 5 (default 5).
   --map-music                the sharper subspace estimate (MUSIC) instead of the power
                              of an order-3 maximum-directivity beam.

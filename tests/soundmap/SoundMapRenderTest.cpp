@@ -51,11 +51,20 @@ protected:
     static std::vector<Direction> peaks(const QString& text)
     {
         std::vector<Direction> found;
-        const QRegularExpression line(R"(peak \d+: azimuth (\d+), elevation (\d+), -?[\d.]+ dB)");
+        const QRegularExpression line(R"(peak \d+: azimuth (\d+\.\d), elevation (\d+\.\d), -?[\d.]+ dB)");
         for (auto it = line.globalMatch(text); it.hasNext();) {
             const auto m = it.next();
             found.push_back({m.captured(1).toDouble(), m.captured(2).toDouble()});
         }
+        return found;
+    }
+
+    static std::vector<double> levels(const QString& text)
+    {
+        std::vector<double> found;
+        const QRegularExpression line(R"(peak \d+: azimuth [\d.]+, elevation [\d.]+, (-?[\d.]+) dB)");
+        for (auto it = line.globalMatch(text); it.hasNext();)
+            found.push_back(it.next().captured(1).toDouble());
         return found;
     }
 
@@ -129,6 +138,34 @@ TEST_F(SoundMapRender, MovedSourceMovesItsPeakWithEitherMethod)
         const Outcome o = run(arguments);
         ASSERT_EQ(o.status, 0) << qPrintable(o.err);
         expectPeaksOn(o.out, {{75, 100}, {150, 60}, {270, 120}});
+    }
+}
+
+// Three noise sources off every grid, one high above the equator, on the coarsest grid:
+// with either method the three peaks are the sources, to a degree and a half, and nothing
+// else is listed within 10 dB of the weakest.
+TEST_F(SoundMapRender, NoiseSourcesOffTheGridFoundWithEitherMethod)
+{
+    const std::vector<Direction> sources{{71.3, 23.4}, {192.8, 97.6}, {317.1, 128.3}};
+    for (const QString& method : {QString(), QStringLiteral("--map-music")}) {
+        QStringList arguments{"--source", "71.3,23.4,noise,-20", "--source", "192.8,97.6,noise,-20",
+                              "--source", "317.1,128.3,noise,-23", "--duration", "1", "--beam", "0,90,omni",
+                              "-o", "b.wav", "--map-peaks", "--map-grid", "5"};
+        if (!method.isEmpty())
+            arguments << method;
+        const Outcome o = run(arguments);
+        ASSERT_EQ(o.status, 0) << qPrintable(o.err);
+        const auto found = peaks(o.out);
+        ASSERT_GE(found.size(), sources.size()) << qPrintable(o.out);
+        for (size_t i = 0; i < sources.size(); ++i) {
+            double nearest = 180.0;
+            for (size_t j = 0; j < sources.size(); ++j)
+                nearest = std::min(nearest, angleBetween(sources[i], found[j]));
+            EXPECT_LE(nearest, 1.5) << qPrintable(method) << "\n" << qPrintable(o.out);
+        }
+        const auto db = levels(o.out);
+        for (size_t j = sources.size(); j < db.size(); ++j)
+            EXPECT_LT(db[j], db[sources.size() - 1] - 10.0) << qPrintable(method) << "\n" << qPrintable(o.out);
     }
 }
 
