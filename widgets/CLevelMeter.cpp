@@ -15,9 +15,22 @@ constexpr float kGridDb[CLevelMeter::kGridLines] = {-100, -80, -60, -50, -40, -3
 const QColor kRed(220, 50, 20);
 const QColor kGreen(0, 200, 100);
 const QColor kText(100, 100, 100);
+constexpr int kNumberPixels = 8;
+constexpr int kScalePixels = 8;
+constexpr double kSideMargin = 4;
+// Channel labels shrink from the first size to the last before they are left out.
+constexpr int kLabelPixels[] = {10, 9, 8, 7};
+
+QFont pixelFont(int pixels)
+{
+    QFont font;
+    font.setPixelSize(pixels);
+    return font;
+}
 } // namespace
 
-CLevelMeter::CLevelMeter(int channels, QWidget* parent) : QWidget(parent)
+CLevelMeter::CLevelMeter(int channels, QWidget* parent)
+    : QWidget(parent), mNumberFont(pixelFont(kNumberPixels)), mNumberMetrics(mNumberFont)
 {
     setChannels(channels);
     float redLine = 0.354813389f; // -9 dB
@@ -157,6 +170,38 @@ QRectF CLevelMeter::numberArea(int channel) const
     return mNumberRects[channel].translated(mOriginX, mOriginY);
 }
 
+bool CLevelMeter::fitsColumn(const QFontMetricsF& metrics, const QString& text) const
+{
+    return std::max(metrics.horizontalAdvance(text), metrics.boundingRect(text).width()) + kTextGap
+           <= mColumnWidth;
+}
+
+// The hold is shown as decibels below full scale, never as "-0.0".
+QString CLevelMeter::numberText(int channel) const
+{
+    if (!validChannel(channel))
+        return {};
+    const float below = std::max(0.0f, -mHoldDb[channel]);
+    for (int decimals : {1, 0}) {
+        QString text = QString::number(below, 'f', decimals);
+        if (fitsColumn(mNumberMetrics, text))
+            return text;
+    }
+    return {};
+}
+
+// The widest label is the highest channel number; labels share one size.
+void CLevelMeter::fitLabelFont()
+{
+    const QString widest = QString::number(mChannels);
+    for (int pixels : kLabelPixels) {
+        mLabelPixels = pixels;
+        if (fitsColumn(QFontMetricsF(pixelFont(pixels)), widest))
+            return;
+    }
+    mLabelPixels = 0;
+}
+
 void CLevelMeter::resizeEvent(QResizeEvent*)
 {
     layOut();
@@ -166,9 +211,11 @@ void CLevelMeter::layOut()
 {
     const int n = mChannels;
     const double w = width(), h = height();
-    mLeft = 10;
+    // The frame keeps a small margin to the widget's sides, so that the columns get the
+    // width when the meter is narrow.
+    mLeft = kSideMargin;
     mTop = 10;
-    mColumnWidth = std::max(0.0, (w - 60) / n);
+    mColumnWidth = std::max(0.0, (w - 2 * kSideMargin - 40) / n);
     mBarHeight = std::max(0.0, h - 50);
     if (4 * mColumnWidth > mBarHeight) {
         // A column is at most a quarter of the bars' height; centre the narrower block.
@@ -192,6 +239,7 @@ void CLevelMeter::layOut()
         mNumberRects[i] = QRectF(i * mColumnWidth, -mBarHeight - 15, mColumnWidth, 15);
         mPeakLines[i] = mPeakLine.translated(i * mColumnWidth, -mPositions[n + i]);
     }
+    fitLabelFont();
     drawBackground();
 }
 
@@ -209,18 +257,17 @@ void CLevelMeter::drawBackground()
     p.drawRoundedRect(QRect(static_cast<int>(mOriginX - 20), static_cast<int>(mOriginY + 15 - b), a, b), radius,
                       radius, Qt::AbsoluteSize);
 
-    QFont font;
-    font.setPixelSize(10);
-    p.setFont(font);
     p.setPen(kText);
     p.setBrush(Qt::NoBrush);
-    for (int i = 0; i < n; ++i)
-        p.drawText(QRectF(mOriginX + i * mColumnWidth, mOriginY, mColumnWidth, 15), Qt::AlignCenter,
-                   QString::number(i + 1));
+    if (mLabelPixels > 0) {
+        p.setFont(pixelFont(mLabelPixels));
+        for (int i = 0; i < n; ++i)
+            p.drawText(QRectF(mOriginX + i * mColumnWidth, mOriginY, mColumnWidth, 15), Qt::AlignCenter,
+                       QString::number(i + 1));
+    }
 
     p.translate(mOriginX, mOriginY);
-    font.setPixelSize(8);
-    p.setFont(font);
+    p.setFont(pixelFont(kScalePixels));
     const int right = static_cast<int>(n * mColumnWidth);
     for (int g = 0; g < kGridLines; ++g) {
         const int y = static_cast<int>(mGridPositions[g] * -mScaleY);
@@ -243,13 +290,11 @@ void CLevelMeter::paintEvent(QPaintEvent*)
     p.setRenderHint(QPainter::Antialiasing);
     p.drawPixmap(0, 0, mBackground);
     p.translate(mOriginX, mOriginY);
-    QFont font;
-    font.setPixelSize(8);
-    p.setFont(font);
+    p.setFont(mNumberFont);
     p.setPen(QPen(kText, 1));
     p.setBrush(Qt::NoBrush);
     for (int i = 0; i < mChannels; ++i)
-        p.drawText(mNumberRects[i], Qt::AlignCenter, QString::number(-mHoldDb[i], 'f', 1));
+        p.drawText(mNumberRects[i], Qt::AlignCenter, numberText(i));
 
     p.scale(1, mScaleY);
     for (int i = 0; i < mChannels; ++i) {

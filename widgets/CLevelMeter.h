@@ -1,6 +1,9 @@
 #pragma once
 // A row of vertical level bars, one per channel: the envelope as a bar, the peak as a line
-// above it, and the highest peak since the last reset as a number on top. The scale is a
+// above it, and the highest peak since the last reset as a number on top. Numbers and
+// channel labels never run into their neighbours: a number shows one decimal where that
+// fits its column, else whole decibels, else nothing; the channel labels take the largest
+// font that fits. The scale is a
 // square-root law in decibels, P = 100 - 10 sqrt(-dB): 0 dB at the top, -25 dB halfway,
 // -9 dB at 70 where the bar turns red, -100 dB at the bottom.
 //
@@ -9,6 +12,8 @@
 // layout and the cached bars.
 
 #include <QBasicTimer>
+#include <QFont>
+#include <QFontMetricsF>
 #include <QLineF>
 #include <QPixmap>
 #include <QRectF>
@@ -50,6 +55,13 @@ public:
     // Widget rectangle of a channel's bar at full height, and of its number.
     QRectF barArea(int channel) const;
     QRectF numberArea(int channel) const;
+    // The number drawn over a channel (centred in its numberArea); empty when none fits.
+    QString numberText(int channel) const;
+    const QFont& numberFont() const { return mNumberFont; }
+    // Pixel size of the channel labels under the bars; 0 when none fits its column.
+    int labelPixelSize() const { return mLabelPixels; }
+    // Least room left between the texts of neighbouring columns.
+    static constexpr double kTextGap = 2.0;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -66,6 +78,8 @@ private:
     void smooth();
     void layOut();
     void drawBackground();
+    void fitLabelFont();
+    bool fitsColumn(const QFontMetricsF& metrics, const QString& text) const;
     bool validChannel(int channel) const { return channel >= 0 && channel < mChannels; }
 
     CMaxValue* mSource = nullptr;
@@ -88,4 +102,7 @@ private:
     std::vector<QLineF> mPeakLines;
     QLineF mPeakLine;
     std::array<float, kGridLines> mGridPositions{};
+    QFont mNumberFont;
+    QFontMetricsF mNumberMetrics;
+    int mLabelPixels = 0;
 };

@@ -147,3 +147,96 @@ TEST_F(LevelMeter, ChannelCountAndLayoutLimits)
     EXPECT_EQ(meter.channels(), 32);
     EXPECT_EQ(meter.holdDb(31), -100.0f);
 }
+
+namespace {
+// Dark enough to be the grey of a number or label on the meter's light frame.
+bool ink(QColor c) { return qGray(c.rgb()) < 170; }
+
+// Pixels with ink in one pixel column between two heights of a grabbed picture.
+int inkInColumn(const QImage& image, double x, double top, double bottom)
+{
+    int count = 0;
+    for (int y = static_cast<int>(top); y < static_cast<int>(bottom); ++y)
+        count += ink(image.pixelColor(static_cast<int>(x), y));
+    return count;
+}
+
+// Holds of every width of number: full scale, one, two and three digits, and silence.
+std::vector<float> holdsOfEveryWidth(int channels)
+{
+    const float db[] = {-0.01f, -6.04f, -9.96f, -23.4f, -45.3f, -99.9f, -100.0f};
+    std::vector<float> levels(channels);
+    for (int ch = 0; ch < channels; ++ch)
+        levels[ch] = fromDb(db[ch % std::size(db)]);
+    return levels;
+}
+} // namespace
+
+// The output meter's 18 and the input meter's 32 columns, from far below the narrowest
+// the window gives them to wide: no pixel column on the border of two columns carries
+// ink in the band of the numbers or of the channel labels, so neighbours never touch.
+TEST_F(LevelMeter, NumbersAndLabelsOfNeighbouringColumnsNeverTouchAtAnyWidth)
+{
+    for (int channels : {18, 32}) {
+        CLevelMeter meter(channels);
+        for (int width = channels * 8 + 60; width <= 1400; width += 61) {
+            SCOPED_TRACE(testing::Message() << channels << " channels, " << width << " px");
+            ASSERT_TRUE(showAt(meter, width, 200));
+            feed(meter, holdsOfEveryWidth(channels));
+            const QImage image = meter.grab().toImage();
+            ASSERT_EQ(image.devicePixelRatio(), 1.0);
+            const QFontMetricsF numbers(meter.numberFont());
+            int shown = 0;
+            for (int ch = 0; ch < channels; ++ch) {
+                const QRectF slot = meter.numberArea(ch);
+                const QString text = meter.numberText(ch);
+                if (!text.isEmpty()) {
+                    ++shown;
+                    EXPECT_LE(numbers.boundingRect(text).width() + CLevelMeter::kTextGap, slot.width()) << ch;
+                    // The probe sees a number where there is one.
+                    int inside = 0;
+                    for (double x = slot.left() + 1; x < slot.right() - 1; x += 1)
+                        inside += inkInColumn(image, x, slot.top(), slot.bottom());
+                    EXPECT_GT(inside, 0) << ch;
+                }
+                if (ch == 0)
+                    continue;
+                EXPECT_EQ(inkInColumn(image, slot.left(), slot.top(), slot.bottom()), 0) << "numbers " << ch;
+                if (meter.labelPixelSize() > 0) {
+                    const double labels = meter.barArea(ch).bottom();
+                    EXPECT_EQ(inkInColumn(image, slot.left(), labels, labels + 15), 0) << "labels " << ch;
+                }
+            }
+            // Too narrow for any number is not the answer at every width.
+            if (width >= channels * 13 + 50) {
+                EXPECT_GT(shown, channels / 2);
+            }
+        }
+    }
+}
+
+TEST_F(LevelMeter, NumbersDropTheirDecimalThenHideAsTheColumnsNarrow)
+{
+    CLevelMeter meter(18);
+    const std::vector<float> holds = holdsOfEveryWidth(18);
+    ASSERT_TRUE(showAt(meter, 800, 300));
+    feed(meter, holds);
+    // Wide: one decimal everywhere, and full scale reads 0.0, not -0.0.
+    EXPECT_EQ(meter.numberText(0), "0.0");
+    EXPECT_EQ(meter.numberText(3), "23.4");
+    EXPECT_EQ(meter.numberText(6), "100.0");
+    EXPECT_EQ(meter.labelPixelSize(), 10);
+
+    // At the least width the layout allows the same holds lose their decimals first and
+    // keep whole decibels while those fit.
+    ASSERT_TRUE(showAt(meter, meter.minimumSizeHint().width(), 300));
+    EXPECT_EQ(meter.numberText(3), "23");
+    EXPECT_EQ(meter.numberText(1), "6");
+    EXPECT_GT(meter.labelPixelSize(), 0);
+
+    // Far too narrow: nothing is drawn rather than something unreadable.
+    ASSERT_TRUE(showAt(meter, 18 * 4 + 60, 300));
+    for (int ch = 0; ch < 18; ++ch)
+        EXPECT_TRUE(meter.numberText(ch).isEmpty()) << ch;
+    EXPECT_EQ(meter.labelPixelSize(), 0);
+}
