@@ -9,6 +9,7 @@
 #include <QLayout>
 #include <QMenu>
 #include <QMenuBar>
+#include <QScreen>
 #include <QScrollArea>
 #include <QSplitter>
 #include <QVBoxLayout>
@@ -41,32 +42,55 @@ void CMainWindowLayout::arrange(QMainWindow& window, const Widgets& widgets)
     window.setCorner(Qt::BottomLeftCorner, Qt::BottomDockWidgetArea);
     window.setCorner(Qt::BottomRightCorner, Qt::BottomDockWidgetArea);
 
-    widgets.inputMeter->setMinimumWidth(kInputMeterMinWidth);
-    widgets.outputMeter->setMinimumWidth(kOutputMeterMinWidth);
-    widgets.azimuthDisplay->setMinimumHeight(kAzimuthMinHeight);
-
     window.setCentralWidget(displaySplitter(widgets.azimuthDisplay, widgets.elevationDisplay));
 
     placeTopDocks(window, widgets);
     placeSideAndBottomDocks(window, widgets);
 }
 
-// The azimuth display above the elevation display, sharing the height 100 to 60. Qt raises
-// a share below a display's minimum height to that minimum before it divides the height,
-// which would give 300 to 100 here; the shares are scaled past both minimums instead, so
-// that the ratio holds whenever the window leaves room for it.
+// The azimuth display left of the elevation display, sharing the width 100 to 60: at equal
+// heights the full circle and the half disc (3 wide to 5 high) then fill their shares
+// alike, and on a screen wider than tall both discs get the whole height, where one above
+// the other left the half disc a fraction of it. Qt raises a share below a display's
+// minimum width to that minimum before it divides the width; the shares are scaled past
+// both minimums instead, so that the ratio holds whenever the window leaves room for it.
 QSplitter* CMainWindowLayout::displaySplitter(QWidget* azimuthDisplay, QWidget* elevationDisplay)
 {
-    auto* splitter = new QSplitter(Qt::Vertical);
+    auto* splitter = new QSplitter(Qt::Horizontal);
+    splitter->setChildrenCollapsible(false);
     splitter->addWidget(azimuthDisplay);
     splitter->addWidget(elevationDisplay);
-    const auto minimumHeight = [](const QWidget* w) {
-        return std::max(w->minimumHeight(), w->minimumSizeHint().height());
+    const auto minimumWidth = [](const QWidget* w) {
+        return std::max(w->minimumWidth(), w->minimumSizeHint().width());
     };
-    const int scale = std::max({1, ceilDiv(minimumHeight(azimuthDisplay), kAzimuthShare),
-                                ceilDiv(minimumHeight(elevationDisplay), kElevationShare)});
+    const int scale = std::max({1, ceilDiv(minimumWidth(azimuthDisplay), kAzimuthShare),
+                                ceilDiv(minimumWidth(elevationDisplay), kElevationShare)});
     splitter->setSizes({kAzimuthShare * scale, kElevationShare * scale});
+    splitter->setStretchFactor(0, kAzimuthShare);
+    splitter->setStretchFactor(1, kElevationShare);
     return splitter;
+}
+
+QRect CMainWindowLayout::openingGeometry(QSize wanted, QSize least, const QRect& available)
+{
+    const QSize room = available.size().shrunkBy(kFrameMargins);
+    QRect outer(QPoint(), wanted.boundedTo(room).expandedTo(least).grownBy(kFrameMargins));
+    outer.moveCenter(available.center());
+    outer.moveTopLeft({std::max(outer.left(), available.left()), std::max(outer.top(), available.top())});
+    return outer.marginsRemoved(kFrameMargins);
+}
+
+void CMainWindowLayout::showOnScreen(QMainWindow& window)
+{
+    const QRect available = window.screen()->availableGeometry();
+    const QSize wanted = window.sizeHint(), least = window.minimumSizeHint();
+    window.setGeometry(openingGeometry(wanted, least, available));
+    const QSize room = available.size().shrunkBy(kFrameMargins);
+    const auto fits = [room](QSize size) { return size.width() <= room.width() && size.height() <= room.height(); };
+    if (!fits(wanted) && fits(least))
+        window.showMaximized();
+    else
+        window.show();
 }
 
 // File navigation across the whole width, and beneath it a row of level meters, volume

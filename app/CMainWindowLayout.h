@@ -1,12 +1,14 @@
 #pragma once
-// Arranges the main window: the two beam displays in a vertical splitter at the centre,
+// Arranges the main window: the two beam displays side by side in a splitter at the centre,
 // every other control in a dock around them that the user can neither move, float nor
 // close, the menus and the window icon. The application makes the widgets; this only
 // places them. Main thread only.
 
 #include <QAction>
 #include <QMainWindow>
+#include <QMargins>
 #include <QObject>
+#include <QRect>
 
 class CVolumeUnit;
 class QDockWidget;
@@ -31,12 +33,9 @@ public:
         QWidget* elevationDisplay = nullptr;
     };
 
-    // Initial shares of the height of the azimuth and the elevation display.
+    // Shares of the width of the azimuth and the elevation display.
     static constexpr int kAzimuthShare = 100;
     static constexpr int kElevationShare = 60;
-    static constexpr int kInputMeterMinWidth = 550;
-    static constexpr int kOutputMeterMinWidth = 300;
-    static constexpr int kAzimuthMinHeight = 300;
     static constexpr int kOutputVolumeMinWidth = 80;
     // Room beside the beam track list for the vertical scroll bar and the frame.
     static constexpr int kBeamTracksExtraWidth = 40;
@@ -45,8 +44,20 @@ public:
     // steps of 0.1 dB, a scale on the right labelled every 10 dB and no unit suffix.
     static CVolumeUnit* makeMasterVolume(QWidget* parent = nullptr);
 
-    // Central splitter, docks and minimum sizes; the window takes ownership of every widget.
+    // What a window manager's frame typically adds around the window, title bar on top.
+    static constexpr QMargins kFrameMargins{4, 36, 4, 4};
+
+    // Central splitter and docks; the window takes ownership of every widget.
     static void arrange(QMainWindow& window, const Widgets& widgets);
+
+    // The window's geometry on a screen's available area: the size it asks for where that
+    // fits with its frame, else as much of the area as the frame leaves, never below its
+    // least size; centred, frame included, and never above or left of the area.
+    static QRect openingGeometry(QSize wanted, QSize least, const QRect& available);
+    // Places the window on its screen by openingGeometry and shows it; maximised when the
+    // size it asks for does not fit but its least size does, so that a window manager
+    // fits it to the screen exactly.
+    static void showOnScreen(QMainWindow& window);
 
     // "&Settings" > "&Options" and "&Help" > "&About", without shortcuts.
     template <class Receiver>

@@ -2,10 +2,12 @@
 // the emulated hardware in a fresh folder, a third beam added, the three beams steered at
 // the scene's three sources by clicks on the two displays, Play pressed and the meters
 // running for two seconds, with the live sound map behind both displays. Prints the
-// map's strongest peaks, which should lie on the sources. Run it under a virtual X server
-// (see window-picture.sh).
-//   vantoria_window_picture <picture.png>
+// map's strongest peaks, which should lie on the sources. The window opens as the program
+// opens it on the screen, or at a size given as WIDTHxHEIGHT. Run it under a virtual X
+// server (see window-picture.sh).
+//   vantoria_window_picture <picture.png> [WIDTHxHEIGHT]
 
+#include "app/CMainWindowLayout.h"
 #include "app/CZircApp.h"
 #include "widgets/CAudioTransport.h"
 #include "widgets/CBeamDisplayAzimuth.h"
@@ -50,8 +52,10 @@ void steer(CZircApp& app, int track, Direction d)
 int main(int argc, char** argv)
 {
     QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s <picture.png>\n", argv[0]);
+    const QStringList size = argc == 3 ? QString::fromLocal8Bit(argv[2]).split(QLatin1Char('x')) : QStringList();
+    const QSize wanted = size.size() == 2 ? QSize(size[0].toInt(), size[1].toInt()) : QSize();
+    if (argc < 2 || argc > 3 || (argc == 3 && wanted.isEmpty())) {
+        std::fprintf(stderr, "usage: %s <picture.png> [WIDTHxHEIGHT]\n", argv[0]);
         return 2;
     }
     const QString picture = QFileInfo(QString::fromLocal8Bit(argv[1])).absoluteFilePath();
@@ -64,10 +68,19 @@ int main(int argc, char** argv)
     CDialogSeam::setAnswers(answers);
 
     CZircApp app;
-    app.resize(app.sizeHint());
-    app.show();
+    if (wanted.isValid()) {
+        app.resize(wanted);
+        app.show();
+    } else {
+        CMainWindowLayout::showOnScreen(app);
+    }
     if (!QTest::qWaitForWindowExposed(&app))
         return 1;
+    if (wanted.isValid() && app.size() != wanted) {
+        std::fprintf(stderr, "the window cannot be %dx%d: its least size is %dx%d\n", wanted.width(),
+                     wanted.height(), app.minimumWidth(), app.minimumHeight());
+        return 1;
+    }
     app.beamSelection()->addButton()->click();
     for (int i = 0; i < 3; ++i)
         steer(app, i, kSources[i]);

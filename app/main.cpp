@@ -1,6 +1,7 @@
 // The program: one CZircApp for the whole run, on Qt's event loop. The vector operations
 // need no initialisation: each picks its code for the processor at its first call.
 
+#include "app/CMainWindowLayout.h"
 #include "app/CTerminationSignals.h"
 #include "app/CZircApp.h"
 
@@ -66,10 +67,7 @@ int main(int argc, char** argv)
     QApplication application(argc, argv);
     releaseStartupMessages();
     auto* window = new CZircApp;
-    // The size the window asks for leaves both displays above their least heights, so the
-    // splitter keeps its 100:60 shares.
-    window->resize(window->sizeHint());
-    window->show();
+    CMainWindowLayout::showOnScreen(*window);
     CTerminationSignals termination;
     QObject::connect(&termination, &CTerminationSignals::received, window, &CZircApp::quitOnSignal);
     const int result = application.exec();

@@ -18,7 +18,8 @@ public:
 
     explicit CAudioFileNavigator(QWidget* parent = nullptr);
 
-    QSize sizeHint() const override { return {600, 100}; }
+    // Short: the window gives the height that its strips leave to the beam displays.
+    QSize sizeHint() const override { return {600, 80}; }
     QSize minimumSizeHint() const override { return {400, 60}; }
 
     bool hasFile() const { return mHasFile; }

@@ -55,8 +55,9 @@ public:
     // How many curves were built since construction; painting and steering build none.
     long curveBuilds() const { return mCurveBuilds; }
 
-    QSize sizeHint() const override { return {250, 250}; }
-    QSize minimumSizeHint() const override { return {50, 50}; }
+    // The rim spans 80 of the 100 units: the least size keeps it 200 px across.
+    QSize sizeHint() const override { return {400, 400}; }
+    QSize minimumSizeHint() const override { return {250, 250}; }
     // Widget pixel of a point in window units (100 by 100, centre at 0, rim at radius 40).
     QPointF toWidget(QPointF window) const;
     // Where a click sets the active track's azimuth to `phi` whole degrees; none when the

@@ -32,8 +32,11 @@ public:
     int activeIndex() const { return mActiveTrack; }
     float theta(int index) const;
 
-    QSize sizeHint() const override { return {250, 300}; }
-    QSize minimumSizeHint() const override { return {50, 100}; }
+    // The disc spans 80 of the 100 units of height: the least size keeps it 200 px
+    // across, in a display 200 px wide. The hint is the half disc's 3 to 5 at the height
+    // of the azimuth display's hint.
+    QSize sizeHint() const override { return {240, 400}; }
+    QSize minimumSizeHint() const override { return {200, 250}; }
     // Widget pixel of a point in window units (60 by 100 from (-10, -50), rim at 40).
     QPointF toWidget(QPointF window) const;
     // Where a click sets the active track's polar angle to `theta` whole degrees; none
