@@ -30,12 +30,13 @@ protected:
         app.reset();
         hostInit();
     }
-    // The window as main opens it, on the emulated hardware (no ini file: emulation on).
-    void open()
+    // The window as main opens it, on the emulated hardware (no ini file: emulation on),
+    // at the size it asks for or at the size given.
+    void open(QSize size = QSize())
     {
         fake.config.names.clear();
         app = std::make_unique<CZircApp>();
-        app->resize(app->sizeHint());
+        app->resize(size.isValid() ? size : app->sizeHint());
         app->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(app.get()));
     }

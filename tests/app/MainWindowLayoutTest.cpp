@@ -201,28 +201,38 @@ TEST_F(MainWindowLayout, ShownWindowHasNavigationOverARowAndTracksDownTheLeft)
     EXPECT_GE(frame("Input Source").top(), centre.bottom());
 }
 
-TEST_F(MainWindowLayout, DisplaysOpenAzimuthAboveElevationAtOneHundredToSixty)
+TEST_F(MainWindowLayout, DisplaysOpenSideBySideAtOneHundredToSixtyAndKeepTheirShares)
 {
     ASSERT_TRUE(show());
     auto* splitter = qobject_cast<QSplitter*>(window.centralWidget());
     ASSERT_NE(splitter, nullptr);
-    EXPECT_EQ(splitter->orientation(), Qt::Vertical);
+    EXPECT_EQ(splitter->orientation(), Qt::Horizontal);
     ASSERT_EQ(splitter->count(), 2);
     EXPECT_EQ(splitter->widget(0), azimuth);
     EXPECT_EQ(splitter->widget(1), elevation);
-    EXPECT_GE(azimuth->height(), CMainWindowLayout::kAzimuthMinHeight);
 
-    // The splitter shares its height out in whole pixels: one pixel of rounding either way.
-    const QList<int> sizes = splitter->sizes();
-    EXPECT_NEAR(sizes[1], sizes[0] * 60.0 / 100.0, 1.0) << sizes[0] << " : " << sizes[1];
+    // The splitter shares its width out in whole pixels: one pixel of rounding either way,
+    // when opened and after the window has grown.
+    for (int grow : {0, 400}) {
+        window.resize(window.width() + grow, window.height());
+        QApplication::processEvents();
+        const QList<int> sizes = splitter->sizes();
+        EXPECT_NEAR(sizes[1], sizes[0] * 60.0 / 100.0, 1.0) << grow << ": " << sizes[0] << " : " << sizes[1];
+    }
 }
 
-TEST_F(MainWindowLayout, MinimumSizesHoldInTheShownWindow)
+TEST_F(MainWindowLayout, WindowGoesDownToAnOrdinaryLaptopScreenKeepingItsLeastSizes)
 {
     ASSERT_TRUE(show());
-    EXPECT_GE(inputMeter->width(), 550);
-    EXPECT_GE(outputMeter->width(), 300);
-    EXPECT_GE(azimuth->height(), 300);
+    EXPECT_LE(window.minimumSizeHint().width(), 1280);
+    EXPECT_LE(window.minimumSizeHint().height(), 720);
+    window.resize(1280, 720);
+    QApplication::processEvents();
+    ASSERT_EQ(window.size(), QSize(1280, 720));
+    for (QWidget* w : std::initializer_list<QWidget*>{inputMeter, outputMeter, azimuth, elevation}) {
+        EXPECT_GE(w->width(), w->minimumSizeHint().width()) << w->metaObject()->className();
+        EXPECT_GE(w->height(), w->minimumSizeHint().height()) << w->metaObject()->className();
+    }
     EXPECT_GE(dock("Output Volume")->widget()->width(), 80);
     // The master fader stands centred in its holder.
     const QRect holder = dock("Output Volume")->widget()->rect();
@@ -230,6 +240,41 @@ TEST_F(MainWindowLayout, MinimumSizesHoldInTheShownWindow)
     EXPECT_NEAR(outputVolume->geometry().center().y(), holder.center().y(), 1);
     EXPECT_EQ(beamScrollArea()->minimumWidth(), beams->minimumWidth() + 40);
     EXPECT_GE(beamScrollArea()->width(), beams->minimumWidth() + 40);
+}
+
+// Screens of laptops and desktops, one beside another and one smaller than the window can
+// be: the window with its frame stays on the screen where it can.
+TEST(MainWindowOpening, WindowOpensAtItsSizeWhereItFitsAndElseFillsTheScreen)
+{
+    const QSize wanted(1370, 880), least(1270, 690);
+    const QMargins frame = CMainWindowLayout::kFrameMargins;
+    const int frameWidth = frame.left() + frame.right(), frameHeight = frame.top() + frame.bottom();
+    struct Case {
+        QRect available;
+        QSize expected;
+    };
+    const Case cases[] = {
+        {QRect(0, 0, 1920, 1050), wanted},
+        {QRect(1920, 0, 1920, 1050), wanted},
+        {QRect(0, 0, 1600, 970), wanted},
+        {QRect(0, 27, 1366, 741), QSize(1366 - frameWidth, 741 - frameHeight)},
+        {QRect(0, 0, 1280, 690), QSize(1280 - frameWidth, least.height())},
+        {QRect(0, 0, 800, 600), least},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.available.x() << "," << c.available.y() << " " << c.available.width()
+                                        << "x" << c.available.height());
+        const QRect opened = CMainWindowLayout::openingGeometry(wanted, least, c.available);
+        EXPECT_EQ(opened.size(), c.expected);
+        const QRect outer = opened.marginsAdded(frame);
+        EXPECT_GE(outer.left(), c.available.left());
+        EXPECT_GE(outer.top(), c.available.top());
+        if (outer.width() <= c.available.width() && outer.height() <= c.available.height()) {
+            EXPECT_TRUE(c.available.contains(outer));
+            EXPECT_NEAR(outer.center().x(), c.available.center().x(), 1);
+            EXPECT_NEAR(outer.center().y(), c.available.center().y(), 1);
+        }
+    }
 }
 
 TEST_F(MainWindowLayout, BeamTrackListScrollsDownButNeverSideways)
@@ -289,4 +334,25 @@ TEST_F(MainWindowLayout, PictureOfTheArrangedWindow)
     const QPixmap picture = window.grab();
     EXPECT_EQ(picture.size() / picture.devicePixelRatio(), window.size());
     EXPECT_TRUE(picture.save(path)) << path.toStdString();
+}
+
+// The test's screen decides which way the window opens: at its own size where that fits
+// with the frame, maximised where only its least size does, else whole at its least size.
+TEST_F(MainWindowLayout, ShownOnItsScreenTheWindowOpensByTheScreensRoom)
+{
+    const QRect available = window.screen()->availableGeometry();
+    const QSize room = available.size().shrunkBy(CMainWindowLayout::kFrameMargins);
+    const QSize wanted = window.sizeHint(), least = window.minimumSizeHint();
+    const QRect expected = CMainWindowLayout::openingGeometry(wanted, least, available);
+    CMainWindowLayout::showOnScreen(window);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    QApplication::processEvents();
+    const auto fits = [room](QSize size) { return size.width() <= room.width() && size.height() <= room.height(); };
+    SCOPED_TRACE(testing::Message() << "screen room " << room.width() << "x" << room.height());
+    EXPECT_EQ(window.isMaximized(), !fits(wanted) && fits(least));
+    if (window.isMaximized()) {
+        EXPECT_TRUE(available.contains(window.geometry()));
+    } else {
+        EXPECT_EQ(window.geometry(), expected);
+    }
 }
