@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDockWidget>
+#include <QFontMetricsF>
 #include <QIcon>
 #include <QLayout>
 #include <QMenu>
@@ -12,9 +13,12 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QSplitter>
+#include <QStyle>
+#include <QStyleOptionDockWidget>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 int ceilDiv(int a, int b)
@@ -146,7 +150,22 @@ QDockWidget* CMainWindowLayout::makeDock(QMainWindow& window, const char* title,
     dock->setAllowedAreas(allowed);
     dock->setFeatures(QDockWidget::NoDockWidgetFeatures);
     dock->setWidget(content);
+    if (const int title = titleWidth(*dock); title > dock->minimumSizeHint().width())
+        dock->setMinimumWidth(title);
     return dock;
+}
+
+// The style elides a title that does not fit its bar; no dock is narrower than its title.
+int CMainWindowLayout::titleWidth(const QDockWidget& dock)
+{
+    QStyleOptionDockWidget option;
+    option.initFrom(&dock);
+    option.title = dock.windowTitle();
+    option.rect = QRect(0, 0, 1000, 20);
+    const QRect text = dock.style()->subElementRect(QStyle::SE_DockWidgetTitleBarText, &option, &dock);
+    // The text's exact advance, rounded up: the whole-pixel one can be a fraction short.
+    const int advance = static_cast<int>(std::ceil(QFontMetricsF(dock.font()).horizontalAdvance(option.title)));
+    return advance + 1 + option.rect.width() - text.width();
 }
 
 QWidget* CMainWindowLayout::outputVolumeHolder(QWidget* outputVolume)

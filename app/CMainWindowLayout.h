@@ -77,6 +77,7 @@ private:
     static QAction* addMenuEntry(QMainWindow& window, const char* menu, const char* entry);
     static QDockWidget* makeDock(QMainWindow& window, const char* title, QWidget* content,
                                  Qt::DockWidgetAreas allowed);
+    static int titleWidth(const QDockWidget& dock);
     static QSplitter* displaySplitter(QWidget* azimuthDisplay, QWidget* elevationDisplay);
     static void placeTopDocks(QMainWindow& window, const Widgets& widgets);
     static void placeSideAndBottomDocks(QMainWindow& window, const Widgets& widgets);

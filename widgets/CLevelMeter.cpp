@@ -17,7 +17,7 @@ const QColor kGreen(0, 200, 100);
 const QColor kText(100, 100, 100);
 constexpr int kNumberPixels = 8;
 constexpr int kScalePixels = 8;
-constexpr double kSideMargin = 4;
+constexpr int kSideMargin = 2;
 // Channel labels shrink from the first size to the last before they are left out.
 constexpr int kLabelPixels[] = {10, 9, 8, 7};
 
@@ -73,7 +73,8 @@ void CLevelMeter::setSource(CMaxValue* source)
 }
 
 QSize CLevelMeter::sizeHint() const { return {mChannels * 15 + 50, 180}; }
-QSize CLevelMeter::minimumSizeHint() const { return {mChannels * 13 + 50, 140}; }
+// Columns of 13 px and a little: room for two digits of a hold and the widest label.
+QSize CLevelMeter::minimumSizeHint() const { return {mChannels * 13 + 2 * kSideMargin + 42, 140}; }
 
 void CLevelMeter::lawOfLinear(float* values, int count)
 {

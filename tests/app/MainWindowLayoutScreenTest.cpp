@@ -1,7 +1,7 @@
 // The whole window at the sizes of ordinary screens, from a small laptop's 1280x720 up to
-// 1920x1080: every control shown whole and apart from the others, both beam displays with
-// a disc of 200 px or more that takes whole-degree clicks, the level meters' numbers
-// clear of each other, the beam track list reachable by scrolling.
+// 1920x1080: every control shown whole and apart from the others, every dock title whole,
+// both beam displays with a disc of 200 px or more that takes whole-degree clicks, the
+// level meters' numbers clear of each other, the beam track list reachable by scrolling.
 
 #include "tests/app/MainWindowFixture.h"
 #include "tests/widgets/LevelMeterProbe.h"
@@ -11,6 +11,8 @@
 #include "widgets/COnOffButton.h"
 
 #include <QDockWidget>
+#include <QStyle>
+#include <QStyleOptionDockWidget>
 #include <QScrollArea>
 #include <QScrollBar>
 
@@ -94,6 +96,20 @@ TEST_P(MainWindowOnScreen, EveryControlIsShownWholeAndApartFromTheOthers)
             const bool overlap = !insideScrolledList(shown[j]) && r.intersects(inWindow(shown[j], app.get()));
             EXPECT_FALSE(overlap) << "overlaps " << describe(shown[j]).toStdString();
         }
+    }
+}
+
+// The style draws a dock's title elided to the text area of its bar, as here.
+TEST_P(MainWindowOnScreen, EveryDockShowsItsWholeTitle)
+{
+    openAtScreenSize();
+    for (QDockWidget* dock : app->findChildren<QDockWidget*>()) {
+        QStyleOptionDockWidget option;
+        option.initFrom(dock);
+        option.title = dock->windowTitle();
+        option.rect = QRect(0, 0, dock->width(), 20);
+        const QRect text = dock->style()->subElementRect(QStyle::SE_DockWidgetTitleBarText, &option, dock);
+        EXPECT_EQ(option.fontMetrics.elidedText(option.title, Qt::ElideRight, text.width()), option.title);
     }
 }
 
