@@ -196,7 +196,14 @@ float MaxKernel(const float* src, std::size_t n)
         m1 = hn::IfThenElse(hn::Gt(x1, m1), x1, m1);
     }
     m0 = hn::IfThenElse(hn::Gt(m1, m0), m1, m0);
-    m = hn::GetLane(hn::MaxOfLanes(d, m0));
+    // The lanes are reduced by the same scan rather than MaxOfLanes: Highway's emulated
+    // target starts that reduction from the lowest finite value, which turns an all -inf
+    // input into -FLT_MAX.
+    HWY_ALIGN float lane[HWY_MAX_BYTES / sizeof(float)];
+    hn::Store(m0, d, lane);
+    for (std::size_t k = 0; k < lanes; ++k)
+        if (lane[k] > m)
+            m = lane[k];
     for (; i < n; ++i)
         if (src[i] > m)
             m = src[i];
