@@ -2,7 +2,7 @@
 
 #include "widgets/CDialogSeam.h"
 #include "app/CAboutBox.h"
-#include "app/CEmulatedHardware.h"
+#include "emulation/CEmulatedHardware.h"
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
 #include "app/CSoundMapFeed.h"
@@ -12,7 +12,7 @@
 #include "audiofile/CAudioFile.h"
 #include "beamformer/CZirc.h"
 #include "box/CZibControl.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "device/vkHost.h"
 #include "resources/vkResources.h"
 #include "stages/CVolumeControl.h"

@@ -1,7 +1,7 @@
 #include "render/CPatternCatalogue.h"
 
 #include "beamformer/CZircFactory.h"
-#include "widgets/beamsettings/BeamChoice.h"
+#include "settings/BeamChoice.h"
 
 #include <cmath>
 

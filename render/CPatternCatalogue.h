@@ -3,7 +3,7 @@
 // their "WNG" values, and the turn of a beam record (from --beam or a .vts file) into the
 // indices and gain that the audio graph takes.
 
-#include "widgets/beamsettings/CBeamSettings.h"
+#include "settings/CBeamSettings.h"
 
 #include <QList>
 #include <QString>

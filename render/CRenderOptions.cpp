@@ -2,7 +2,7 @@
 
 #include "render/CFileIdentity.h"
 
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "soundmap/SoundMapGrid.h"
 
 #include <QCommandLineParser>

@@ -4,8 +4,8 @@
 // values are checked against the pattern library when the beams are resolved
 // (CPatternCatalogue), a file's channel count and sample rate when it is opened.
 
-#include "device/scene/CSceneSignal.h"
-#include "widgets/beamsettings/CBeamSettings.h"
+#include "emulation/CSceneSignal.h"
+#include "settings/CBeamSettings.h"
 
 #include <QList>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "soundmap/SoundMapPeaks.h"
 
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 
 #include <algorithm>
 #include <cmath>

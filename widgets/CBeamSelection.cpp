@@ -2,8 +2,8 @@
 
 #include "widgets/COnOffButton.h"
 #include "widgets/CDialogSeam.h"
-#include "widgets/beamsettings/BeamChoice.h"
-#include "widgets/beamsettings/CBeamSettings.h"
+#include "settings/BeamChoice.h"
+#include "settings/CBeamSettings.h"
 
 #include <QComboBox>
 #include <QFileInfo>

@@ -5,7 +5,7 @@
 // at capsule s and c = 1/(4 pi) for m = 0, 1/(8 pi) otherwise. On a perfectly even grid
 // this is v / 32; the division keeps each row's own gain right on the real grid.
 
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 
 #include <array>
 

@@ -4,9 +4,9 @@
 // the machine's multiply-add peak for the scene's filters.
 
 #include "bench/support/MachinePeak.h"
-#include "device/drivers/CEmulatedDriver.h"
-#include "device/drivers/vkEmulation.h"
-#include "device/hardware/CHardwareModel.h"
+#include "emulation/CEmulatedDriver.h"
+#include "emulation/vkEmulation.h"
+#include "emulation/CHardwareModel.h"
 #include "device/vkHost.h"
 
 #include <benchmark/benchmark.h>

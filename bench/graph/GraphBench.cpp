@@ -9,7 +9,7 @@
 #include "audiofile/CWaveFile.h"
 #include "beamformer/CZirc.h"
 #include "bench/support/MachinePeak.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

@@ -2,12 +2,12 @@
 // box's driver and the emulated box; rebuilds while the stream runs; calibration from the
 // box reaching the graph; settings that the program cannot use.
 
-#include "app/CEmulatedHardware.h"
+#include "emulation/CEmulatedHardware.h"
 #include "app/CZircApp.h"
 #include "app/COptionPages.h"
 #include "app/CZrOptions.h"
 #include "box/CZibControl.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "device/vkHost.h"
 #include "stages/CMaxValue.h"
 #include "stages/CVolumeControl.h"

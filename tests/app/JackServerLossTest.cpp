@@ -6,7 +6,7 @@
 #include "app/CStatusLine.h"
 #include "app/CZircApp.h"
 #include "audiofile/CAudioFile.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "device/drivers/CJackDriver.h"
 #include "device/vkHost.h"
 #include "device/vkHostState.h"

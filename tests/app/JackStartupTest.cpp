@@ -4,9 +4,9 @@
 
 #include "app/CZircApp.h"
 #include "box/CZibControl.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "device/drivers/CJackDriver.h"
-#include "device/scene/CSoundScene.h"
+#include "emulation/CSoundScene.h"
 #include "device/vkHost.h"
 #include "stages/CMaxValue.h"
 #include "tests/app/AppTestSupport.h"

@@ -6,7 +6,7 @@
 #include "app/CZircApp.h"
 #include "beamformer/CKorvane.h"
 #include "beamformer/CZirc.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "device/vkHost.h"
 #include "tests/app/AppTestSupport.h"
 #include "tests/device/CFakeDriver.h"

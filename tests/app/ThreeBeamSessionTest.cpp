@@ -13,10 +13,10 @@
 // first buffer is in and then the file from its start, so there the beams lag the file by
 // some whole blocks that nothing in the application reports: that delay is fitted.
 
-#include "app/CEmulatedHardware.h"
+#include "emulation/CEmulatedHardware.h"
 #include "audiofile/CAudioFile.h"
-#include "device/drivers/CEmulatedDriver.h"
-#include "device/hardware/CHardwareModel.h"
+#include "emulation/CEmulatedDriver.h"
+#include "emulation/CHardwareModel.h"
 #include "tests/app/MainWindowFixture.h"
 #include "tests/support/DefaultScene.h"
 #include "tests/support/SndfileWave.h"

@@ -1,4 +1,4 @@
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 #include "beamformer/tables/EbfBiquads.h"
 #include "beamformer/tables/EbfMatrix.h"
 #include "beamformer/tables/EbfModeFilters.h"

@@ -2,7 +2,7 @@
 // cell centres in double precision: every entry obeys its rule unless the direction lies
 // within 0.01 degrees of a border, where either side is right.
 
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 #include "beamformer/tables/HfCellMaps.h"
 
 #include <gtest/gtest.h>

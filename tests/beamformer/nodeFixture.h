@@ -5,7 +5,7 @@
 // beams' settled tails, so a batch of up to 30 directions costs one run of the node.
 
 #include "beamformer/CZirc.h"
-#include "device/scene/CSoundScene.h"
+#include "emulation/CSoundScene.h"
 
 #include <gtest/gtest.h>
 

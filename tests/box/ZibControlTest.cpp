@@ -1,6 +1,6 @@
 #include "box/CZibControl.h"
 #include "box/CZibMessage.h"
-#include "box/emulated_box.h"
+#include "emulation/emulated_box.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include "RenderProgram.h"
 #include "RenderTestSupport.h"
 
-#include "widgets/beamsettings/CBeamSettings.h"
+#include "settings/CBeamSettings.h"
 
 using namespace render_test;
 

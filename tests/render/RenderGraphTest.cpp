@@ -4,9 +4,9 @@
 
 #include "audiofile/CAudioFile.h"
 #include "beamformer/CZircFactory.h"
-#include "core/graph/CAudioGraph.h"
-#include "device/hardware/CHardwareModel.h"
-#include "device/scene/CSoundScene.h"
+#include "graph/CAudioGraph.h"
+#include "emulation/CHardwareModel.h"
+#include "emulation/CSoundScene.h"
 #include "stages/CVolumeControl.h"
 
 #include <QCoreApplication>

@@ -2,7 +2,7 @@
 // refinement between grid points on smooth bumps, and the lobes of the order-3 beam.
 #include "soundmap/SoundMapPeaks.h"
 
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 
 #include <gtest/gtest.h>
 

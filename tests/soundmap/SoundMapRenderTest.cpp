@@ -1,6 +1,6 @@
 // vantoria-render --map and --map-peaks as a user runs them: the rendered scene's peaks
 // against its sources, the picture as Qt reads it back, and the refusals.
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 
 #include <QDataStream>
 #include <QDir>

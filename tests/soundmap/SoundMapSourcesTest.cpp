@@ -4,8 +4,8 @@
 #include "soundmap/CSoundMap.h"
 
 #include "beamformer/CZirc.h"
-#include "beamformer/tables/CapsuleGeometry.h"
-#include "device/scene/CSoundScene.h"
+#include "array/CapsuleGeometry.h"
+#include "emulation/CSoundScene.h"
 
 #include <gtest/gtest.h>
 

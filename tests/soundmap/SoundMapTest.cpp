@@ -3,7 +3,7 @@
 // d is x^2 (sum_n (2n+1)/(4 pi) P_n(cos angle(d, s)))^2, an independent reference.
 #include "soundmap/CSoundMap.h"
 
-#include "beamformer/tables/CapsuleGeometry.h"
+#include "array/CapsuleGeometry.h"
 #include "beamformer/tables/EbfMatrix.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 // sound field (before any capsule or preamp gain) and each source's dry signal, delayed
 // like the sphere's centre. Link with vk_scene.
 
-#include "device/scene/CSoundScene.h"
+#include "emulation/CSoundScene.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 #include "widgets/COnOffButton.h"
-#include "widgets/beamsettings/BeamChoice.h"
-#include "widgets/beamsettings/CBeamSettings.h"
+#include "settings/BeamChoice.h"
+#include "settings/CBeamSettings.h"
 #include "BeamListFixture.h"
 
 #include <QComboBox>

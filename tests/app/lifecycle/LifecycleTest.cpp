@@ -7,7 +7,7 @@
 
 #include "app/CZircApp.h"
 #include "audiofile/CAudioFile.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "device/drivers/CJackDriver.h"
 #include "device/vkHost.h"
 #include "tests/app/AppTestSupport.h"

@@ -2,7 +2,7 @@
 // stream plays it to its end, the part read after the removal as the part before, and
 // goes on as it would have: back to the start, read again from the removed file.
 
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "audiofile/CAudioFile.h"
 #include "tests/app/robustness/FakeDriverSession.h"
 #include "tests/support/SoxWave.h"

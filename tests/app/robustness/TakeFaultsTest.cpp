@@ -8,7 +8,7 @@
 #include "app/CTakeFolderCheck.h"
 #include "audiofile/CAudioFile.h"
 #include "audiofile/CUnfinishedTake.h"
-#include "core/graph/CAudioGraph.h"
+#include "graph/CAudioGraph.h"
 #include "tests/app/robustness/FakeDriverSession.h"
 #include "tests/audiofile/AudioFileHarness.h"
 #include "tests/audiofile/RecordedWave.h"
