@@ -340,7 +340,8 @@ int CAudioFile::pauseFile()
 {
     QMutexLocker lock(&mLock);
     if (mTransport == transportRunning) {
-        mBuffer->setStopped(true);
+        // Waits for a block in flight, so that the position no longer moves on return.
+        stopBlockSide();
         mTransport = transportPaused;
     }
     return vkOk;

@@ -9,7 +9,7 @@
 #   scripts/tsan.sh [CTEST ARGUMENTS...]
 #
 # Not part of scripts/test.sh: the instrumented build and runs take longer than the CI
-# budget leaves (see the README's section on the audio thread).
+# budget leaves (README, "Building, testing and measuring by hand").
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/cmake-configure.sh
