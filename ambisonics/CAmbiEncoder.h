@@ -44,7 +44,8 @@ public:
     // length. 2 for anything else; 5 while started; 7 when memory is short.
     int setFormat(const vkAudioInterface& in, const vkAudioInterface& out) override;
     using vkAudioClass::process;
-    // 6 before setFormat, 2 for a frame count outside 0..block length, else 0.
+    // The outputs must not share buffers with the inputs. 6 before setFormat, 2 for a
+    // frame count outside 0..block length or missing arrays, else 0.
     int process(float** in, float** out, int frames) override;
     // Settles on the newest matrix with no glide and clears the filters.
     int start() override;
