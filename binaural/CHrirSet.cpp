@@ -52,13 +52,8 @@ int CHrirSet::load(const std::string& path, double sampleRate, std::string& mess
         message = quoted(path) + " is not a SOFA file that can be read (libmysofa error " + std::to_string(err) + ").";
         return kErrNotSofa;
     }
-    err = mysofa_check(hrtf.get());
-    if (err != MYSOFA_OK || hrtf->DataSamplingRate.elements < 1 || hrtf->N < 1
-        || hrtf->DataIR.elements != std::size_t(hrtf->M) * hrtf->R * hrtf->N) {
-        message = quoted(path) + " holds no head-related impulse responses of the SimpleFreeFieldHRIR kind"
-                  " (libmysofa check " + std::to_string(err) + ").";
-        return kErrNotSofa;
-    }
+    // The counts first: libmysofa's own check refuses a receiver count other than two
+    // without saying so.
     if (hrtf->R != kEars) {
         message = quoted(path) + " has " + std::to_string(hrtf->R) + " receivers; two ears are needed.";
         return kErrReceivers;
@@ -67,6 +62,13 @@ int CHrirSet::load(const std::string& path, double sampleRate, std::string& mess
         message = quoted(path) + " has " + std::to_string(hrtf->M) + " measured directions; at least "
                   + std::to_string(kMinDirections) + " are needed.";
         return kErrTooFewDirections;
+    }
+    err = mysofa_check(hrtf.get());
+    if (err != MYSOFA_OK || hrtf->DataSamplingRate.elements < 1 || hrtf->N < 1
+        || hrtf->DataIR.elements != std::size_t(hrtf->M) * hrtf->R * hrtf->N) {
+        message = quoted(path) + " holds no head-related impulse responses of the SimpleFreeFieldHRIR kind"
+                  " (libmysofa check " + std::to_string(err) + ").";
+        return kErrNotSofa;
     }
     const double fileRate = hrtf->DataSamplingRate.values[0];
     if (!(fileRate > 0.0)) {
