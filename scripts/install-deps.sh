@@ -11,6 +11,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   sox sndfile-tools libsndfile1-dev
   xvfb xauth
+  libmysofa-dev libmysofa1 libfftw3-dev  # binaural: SOFA responses (and the KEMAR set), FFTs of the ear filters
+  netcdf-bin  # binaural tests: ncgen writes small SOFA files
   dpkg-dev file help2man  # the Debian package: flags, shlibdeps, cpack's file check, the manual page
 )
 
