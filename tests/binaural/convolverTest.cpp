@@ -137,8 +137,9 @@ TEST(BinauralConvolver, ANewSetIsCrossFadedInAtOnceWithoutAllocating)
     const Signals in = noise(kInputs, frames, 9);
     Signals out(2, std::vector<float>(frames));
     for (int at = 0; at < frames; at += p) {
-        if (at == switchAt)
+        if (at == switchAt) {
             ASSERT_EQ(conv.load(b), 0);
+        }
         const float* i[kInputs];
         for (int c = 0; c < kInputs; ++c)
             i[c] = in[c].data() + at;
