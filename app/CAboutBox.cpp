@@ -1,6 +1,6 @@
 #include "app/CAboutBox.h"
 
-#include "app/CZircSettings.h"
+#include "session/CZircSettings.h"
 #include "resources/vkResources.h"
 
 #include <QHBoxLayout>

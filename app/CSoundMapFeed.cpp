@@ -1,6 +1,6 @@
 #include "app/CSoundMapFeed.h"
 
-#include "beamformer/CKorvane.h"
+#include "session/CGraphSession.h"
 #include "widgets/CBeamDisplayAzimuth.h"
 #include "widgets/CBeamDisplayElevation.h"
 
@@ -19,25 +19,25 @@ CSoundMapFeed::~CSoundMapFeed()
     detach();
 }
 
-void CSoundMapFeed::attach(CKorvane* engine, double sampleRate)
+void CSoundMapFeed::attach(CGraphSession* graph, double sampleRate)
 {
     detach();
-    if (!engine || !(sampleRate > 0.0))
+    if (!graph || !(sampleRate > 0.0))
         return;
     // One period per timer tick, so that each tick finds about one new period.
     const int period = static_cast<int>(std::lround(sampleRate * kPeriodMs / 1000.0));
     mCovariance = std::make_unique<CModeCovariance>(sampleRate, period);
     mMap = std::make_unique<CSoundMap>();
     mMap->setMethod(mMusic ? CSoundMap::kMusic : CSoundMap::kSteeredPower);
-    mEngine = engine;
-    mEngine->setModeTap(mCovariance.get());
+    mGraph = graph;
+    mGraph->setModeTap(mCovariance.get());
 }
 
 void CSoundMapFeed::detach()
 {
-    if (mEngine)
-        mEngine->setModeTap(nullptr);
-    mEngine = nullptr;
+    if (mGraph)
+        mGraph->setModeTap(nullptr);
+    mGraph = nullptr;
     mCovariance.reset();
     mMap.reset();
 }

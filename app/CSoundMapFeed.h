@@ -1,9 +1,9 @@
 #pragma once
-// The live sound map of the main window: a mode covariance attached to the beamformer's
-// engine as its tap, a map made from the periods it publishes, and a 100 ms timer that
-// hands the latest map to both beam displays. The covariance and the map live as long
-// as the graph they are attached to: attach() makes new ones for a new graph and
-// detach() takes the tap off before the graph is rebuilt or deleted. The method the user
+// The live sound map of the main window: a mode covariance attached to the session's
+// graph as its tap on the engine's modes, a map made from the periods it publishes, and a
+// 100 ms timer that hands the latest map to both beam displays. The covariance and the map
+// live as long as the graph they are attached to: attach() makes new ones for a new graph
+// (a rebuild drops the old tap) and detach() takes the tap off. The method the user
 // chose (steered power or MUSIC) carries over to the next map.
 // Main thread only.
 
@@ -18,7 +18,7 @@
 
 class CBeamDisplayAzimuth;
 class CBeamDisplayElevation;
-class CKorvane;
+class CGraphSession;
 
 class CSoundMapFeed : public QObject {
     Q_OBJECT
@@ -31,13 +31,13 @@ public:
     CSoundMapFeed(CBeamDisplayAzimuth* azimuth, CBeamDisplayElevation* elevation, QObject* parent = nullptr);
     ~CSoundMapFeed() override;
 
-    // Taps `engine` with a new covariance of `sampleRate` and starts a new map; a tap
-    // on a previous engine is taken off first. No engine or no rate: stays detached.
-    void attach(CKorvane* engine, double sampleRate);
+    // Taps `graph` with a new covariance of `sampleRate` and starts a new map; a previous
+    // tap is taken off first. No graph or no rate: stays detached.
+    void attach(CGraphSession* graph, double sampleRate);
     // Takes the tap off; returns once the audio thread has left it. The displays keep
     // the last map.
     void detach();
-    bool attached() const { return mEngine != nullptr; }
+    bool attached() const { return mGraph != nullptr; }
     // Null while detached.
     const CSoundMap* map() const { return mMap.get(); }
 
@@ -55,7 +55,7 @@ private:
 
     CBeamDisplayAzimuth* mAzimuth;
     CBeamDisplayElevation* mElevation;
-    CKorvane* mEngine = nullptr;
+    CGraphSession* mGraph = nullptr;
     std::unique_ptr<CModeCovariance> mCovariance;
     std::unique_ptr<CSoundMap> mMap;
     ModeCovarianceFrame mPeriod;

@@ -1,6 +1,6 @@
 #include "app/CStatusLine.h"
 
-#include "app/CAudioDevice.h"
+#include "session/CAudioDevice.h"
 #include "device/vkHost.h"
 
 #include <QLabel>

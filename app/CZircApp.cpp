@@ -1,26 +1,19 @@
 #include "app/CZircApp.h"
 
-#include "widgets/CDialogSeam.h"
 #include "app/CAboutBox.h"
-#include "emulation/CEmulatedHardware.h"
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
 #include "app/CSoundMapFeed.h"
 #include "app/CStatusLine.h"
 #include "app/CTakeFolderCheck.h"
 #include "app/CZrOptions.h"
-#include "audiofile/CAudioFile.h"
-#include "beamformer/CZirc.h"
-#include "box/CZibControl.h"
-#include "graph/CAudioGraph.h"
-#include "device/vkHost.h"
 #include "resources/vkResources.h"
-#include "stages/CVolumeControl.h"
 #include "widgets/CAudioFileNavigator.h"
 #include "widgets/CAudioTransport.h"
 #include "widgets/CBeamDisplayAzimuth.h"
 #include "widgets/CBeamDisplayElevation.h"
 #include "widgets/CBeamSelection.h"
+#include "widgets/CDialogSeam.h"
 #include "widgets/CInputSourceSelection.h"
 #include "widgets/CInputVolume.h"
 #include "widgets/CLevelMeter.h"
@@ -31,23 +24,17 @@
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalBlocker>
-#include <QThread>
 #include <QTime>
 #include <QTimerEvent>
 
 #include <algorithm>
-#include <cmath>
 #include <vector>
 
 namespace {
-// The box gives up on its own after about 2.2 s; this only guards against a thread that
-// never reports at all.
-constexpr int kBoxWaitLimitMs = 5000;
 constexpr int kMaxTracks = 18;
 constexpr double kAzimuthRange = 40.0;
 // The transport shows play, stop, pause and record; recording beside the other states.
@@ -64,160 +51,98 @@ const QString kSlowDisk =
     QStringLiteral("The disk cannot keep up with the take %1: it was cut at %2, and what follows is lost "
                    "until recording stops.\nThe file holds everything recorded until then.");
 const QString kLosingAudio = QStringLiteral("takes losing audio: disk too slow");
-const QString kWriteFailure =
-    QStringLiteral("Recording stopped: %1 could not be written (%2).\nThe file holds everything recorded until then.");
-
-template <class Ready>
-bool pollUntil(Ready ready)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!ready()) {
-        if (clock.elapsed() > kBoxWaitLimitMs)
-            return false;
-        QThread::msleep(CZircApp::kBoxPollMs);
-    }
-    return true;
-}
 } // namespace
 
-CZircApp::CZircApp(QWidget* parent) : QMainWindow(parent), mAudio(this, mAppName)
+CZircApp::CZircApp(QWidget* parent)
+    : QMainWindow(parent), mSession(std::make_unique<CSession>(QStringLiteral("vantoria.ini")))
 {
-    startBox();
-    loadSettings(mIniFile);
-    waitForBox();
-    mAudio.open(mSettings);
+    connect(mSession.get(), &CSession::warning, this, &CZircApp::warn);
+    mSession->setDeviceChooser([this](const QStringList& names) {
+        return CDialogSeam::getItem(this, CAudioDevice::kChooseTitle, CAudioDevice::kChooseText, names);
+    });
+    mSession->open();
     createWidgets();
-    buildGraph();
     initWidgets();
     applySettings();
     updateDisplays();
     connectWidgets();
-    layOutWindow();
     mStatusLine = new CStatusLine(this);
     setStatusBar(mStatusLine);
-    mStatusLine->refresh(mAudio);
+    mStatusLine->refresh(mSession->device());
+    connectSession();
+    layOutWindow();
     CTakeFolderCheck::run(this, mAppName, recordingFolders());
     mTimer.start(kTimerMs, this);
 }
 
+// The session finishes the takes and stops the stream as it goes; nothing it or a widget
+// says on the way out may reach a slot here.
 CZircApp::~CZircApp()
 {
-    pressTransport(CAudioTransport::RecordOff);
-    stop();
     mTimer.stop();
-    mInputMeter->setSource(nullptr);
-    mOutputMeter->setSource(nullptr);
-    // The widgets outlive this object's members; nothing they say on the way out may
-    // reach a slot here.
+    mSession->disconnect(this);
     for (QObject* child : findChildren<QObject*>())
         child->disconnect(this);
-    hostClose();
-    hostUnloadDriver();
-    hostSetObject(nullptr);
+    mInputMeter->setSource(nullptr);
+    mOutputMeter->setSource(nullptr);
     mMapFeed->detach();
-    mGraph.reset();
-    mBox.reset();
-    mEmulation.reset();
+    mSession.reset();
     delete mOptions;
 }
 
-// The emulation switch is read ahead of the other settings: it decides which box the
-// thread talks to.
-void CZircApp::startBox()
+void CZircApp::connectSession()
 {
-    if (CZircSettings::load(mIniFile).mEmulateHardware)
-        mEmulation = std::make_unique<CEmulatedHardware>();
-    mBox = std::make_unique<CZibControl>(nullptr, mEmulation ? mEmulation->ports() : midi_port_directory_t());
-    connect(mBox.get(), &CZibControl::msgConfirmed, this, &CZircApp::actOnMidiMessage);
-    connect(mBox.get(), &CZibControl::connectionProblems, this, &CZircApp::actOnMidiConnectionProblems);
-    mBox->start(QThread::LowPriority);
-}
-
-void CZircApp::waitForBox()
-{
-    mAudio.mZibGroupMask = 0;
-    if (!pollUntil([this] { return mBox->mPortState.load() != -1; }) || mBox->mPortState.load() != 1)
-        return;
-    if (!pollUntil([this] { return mBox->mStartupDone.load(); }))
-        return;
-    const bool extension = mBox->mExtensionState.load() == 1 && mBox->mExtensionKind.load() == 3;
-    mAudio.mZibGroupMask = extension ? 7 : 3;
+    connect(mSession.get(), &CSession::streamStateChanged, this, &CZircApp::showStreamState);
+    connect(mSession.get(), &CSession::takesStopped, this, &CZircApp::showTakesStopped);
+    connect(mSession.get(), &CSession::takeCut, this, &CZircApp::showTakeCut);
+    connect(mSession.get(), &CSession::graphRebuilt, this, &CZircApp::followRebuild);
+    connect(mSession.get(), &CSession::calibrationChanged, this, &CZircApp::setWindowTitleFromState);
 }
 
 void CZircApp::createWidgets()
 {
     const QString pictures = vkResources::path();
+    const CAudioDevice& audio = mSession->device();
     mTransport = new CAudioTransport(pictures, kTransportLayout, kTransportRecordMode, this);
     mTransport->pressButton(CAudioTransport::StopButton);
     mNavigator = new CAudioFileNavigator(this);
-    mInputMeter = new CLevelMeter(mAudio.mMaxInputs, this);
-    mOutputMeter = new CLevelMeter(mAudio.mMaxOutputs, this);
+    mInputMeter = new CLevelMeter(audio.mMaxInputs, this);
+    mInputMeter->setSource(&mSession->levels(CAudioGraph::levelInput));
+    mOutputMeter = new CLevelMeter(audio.mMaxOutputs, this);
+    mOutputMeter->setSource(&mSession->levels(CAudioGraph::levelOutput));
     mOutputVolume = CMainWindowLayout::makeMasterVolume(this);
     mInputSource = new CInputSourceSelection(pictures, this);
     mRecordingSinks = new CRecordingSinkSelection(mSinkNames, this);
     mRecordingSinks->setBaseName(CAudioGraph::sinkArray, QStringLiteral("mic"));
     mRecordingSinks->setBaseName(CAudioGraph::sinkBeams, QStringLiteral("out"));
     mInputVolume = new CInputVolume(this);
-    mMonitor = new CMonitorUnit(mAudio.mMaxInputs, mAudio.mMaxOutputs, this);
+    mMonitor = new CMonitorUnit(audio.mMaxInputs, audio.mMaxOutputs, this);
     mAzimuthDisplay = new CBeamDisplayAzimuth(kMaxTracks, kAzimuthRange, this);
     mElevationDisplay = new CBeamDisplayElevation(kMaxTracks, this);
     mBeamSelection = new CBeamSelection(pictures, kMaxTracks, kTrackControls, kTrackColumns, this);
     mHpSelection = new CHpSelection(this);
     mMapFeed = new CSoundMapFeed(mAzimuthDisplay, mElevationDisplay, this);
     mOptions = new CZrOptions(mAppName);
-}
-
-int CZircApp::buildGraph()
-{
-    mMapFeed->detach();
-    if (mGraph) {
-        mInputMeter->setSource(nullptr);
-        mOutputMeter->setSource(nullptr);
-    }
-    if (mAudio.isOpen())
-        hostSetObject(nullptr);
-    mGraph = std::make_unique<CAudioGraph>();
-    const vkAudioInterface in = vkAudioInterface::timeDomain(mAudio.mNumDriverInputs, mAudio.mSampleRate,
-                                                             mAudio.mBlockLength);
-    const vkAudioInterface out = vkAudioInterface::timeDomain(mAudio.mNumDriverOutputs, mAudio.mSampleRate,
-                                                              mAudio.mBlockLength);
-    const int r = mGraph->configure(in, out);
-    mGraphResult = r == 0 ? 0 : r + kGraphOffset;
-    if (!mAudio.isOpen() || mAudio.mAvailableInputs < CAudioGraph::kInputChannels)
-        mSettings.mInputMode = CAudioGraph::inputFile;
-    if (mGraphResult != 0) {
-        mMapFeed->setNote(soundMapNote());
-        return mGraphResult;
-    }
-    mGraph->setInputMode(mSettings.mInputMode);
-    mGraph->setMonitorOutputs(mAudio.mOutputs.monitorOutputs.data(), mAudio.mOutputs.numMonitorOutputs);
-    mPatternResponse.assign(static_cast<std::size_t>(mGraph->maxPolarPoints()), 0.0f);
-    mMapFeed->attach(mGraph->beamformer()->engine(), mAudio.mSampleRate);
-    if (mAudio.isOpen()) {
-        hostSetObject(mGraph.get());
-        hostSetTarget(vkTargetObject);
-    }
-    return 0;
+    attachMap();
 }
 
 // Once, at start-up: the widgets show the settings.
 void CZircApp::initWidgets()
 {
-    const bool live = mAudio.isOpen() && mAudio.mNumDriverInputs >= CAudioGraph::kInputChannels;
+    const bool live = mSession->device().isOpen() && mSession->device().mNumDriverInputs >= CAudioGraph::kInputChannels;
     mInputSource->setModeEnabled(CInputSourceSelection::Live, live);
     if (!live)
-        mSettings.mInputMode = CAudioGraph::inputFile;
-    mInputSource->setMode(static_cast<CInputSourceSelection::tMode>(mSettings.mInputMode));
-    mInputSource->setFileName(mSettings.mSensorFile);
-    mInputVolume->setPreampVolume(mSettings.mPreampVolume);
-    mInputVolume->setSliderVolume(static_cast<int>(std::lround(mSettings.mInputSliderVolume)));
-    mOutputVolume->setVolume(mSettings.mOutputMasterVolume);
+        mSession->settings().mInputMode = CAudioGraph::inputFile;
+    mInputSource->setMode(static_cast<CInputSourceSelection::tMode>(mSession->settings().mInputMode));
+    mInputSource->setFileName(mSession->settings().mSensorFile);
+    mInputVolume->setPreampVolume(mSession->settings().mPreampVolume);
+    mInputVolume->setSliderVolume(static_cast<int>(std::lround(mSession->settings().mInputSliderVolume)));
+    mOutputVolume->setVolume(mSession->settings().mOutputMasterVolume);
     initBeamSelection();
     initHpSelection();
-    mMonitor->setStatus(mSettings.mMonitorEnabled);
-    mMonitor->setVolume(mSettings.mMonitorVolume);
-    mMonitor->setChannel(mSettings.mMonitorSection, mSettings.mMonitorChannel);
+    mMonitor->setStatus(mSession->settings().mMonitorEnabled);
+    mMonitor->setVolume(mSession->settings().mMonitorVolume);
+    mMonitor->setChannel(mSession->settings().mMonitorSection, mSession->settings().mMonitorChannel);
     setupOptions();
 }
 
@@ -225,15 +150,15 @@ void CZircApp::initBeamSelection()
 {
     QStringList patterns;
     QList<QStringList> parameters;
-    for (int p = 0; p < mGraph->patternCount(); ++p) {
+    for (int p = 0; p < mSession->graph()->patternCount(); ++p) {
         int nameSize = 0;
         int parameterNameSize = 0;
         int numParameters = 0;
-        mGraph->patternInfo(p, &nameSize, &parameterNameSize, &numParameters, nullptr);
+        mSession->graph()->patternInfo(p, &nameSize, &parameterNameSize, &numParameters, nullptr);
         std::vector<char> name(static_cast<std::size_t>(nameSize) + 1, '\0');
         std::vector<char> parameterName(static_cast<std::size_t>(parameterNameSize) + 1, '\0');
         std::vector<int> values(static_cast<std::size_t>(numParameters), 0);
-        mGraph->patternNames(p, name.data(), parameterName.data(), values.data());
+        mSession->graph()->patternNames(p, name.data(), parameterName.data(), values.data());
         patterns << QString::fromLatin1(name.data());
         QStringList texts;
         for (int v : values)
@@ -241,11 +166,11 @@ void CZircApp::initBeamSelection()
         parameters << texts;
     }
     mBeamSelection->setPatternAndParameterLists(patterns, parameters);
-    if (mSettings.mBeamTrackSettings.isEmpty()) {
+    if (mSession->settings().mBeamTrackSettings.isEmpty()) {
         mBeamSelection->addBeam();
         mBeamSelection->addBeam();
     } else {
-        mBeamSelection->loadState(mSettings.mBeamTrackSettings);
+        mBeamSelection->loadState(mSession->settings().mBeamTrackSettings);
     }
     for (int i = 0; i < mBeamSelection->numTracks(); ++i)
         beamGotAdded(i);
@@ -255,64 +180,57 @@ void CZircApp::initBeamSelection()
 void CZircApp::initHpSelection()
 {
     std::array<int, 8> corners{};
-    const int count = mGraph->highpassFrequencies(corners.data(), static_cast<int>(corners.size()));
+    const int count = mSession->graph()->highpassFrequencies(corners.data(), static_cast<int>(corners.size()));
     QStringList labels;
     for (int i = 0; i < count; ++i) {
         const int corner = corners[static_cast<std::size_t>(i)];
         labels << (corner == 0 ? QStringLiteral("off") : QStringLiteral("%1 Hz").arg(corner));
     }
     // A set the graph does not have leaves the high-pass off, and shows it so.
-    const bool known = mSettings.mFcHp >= 0 && mSettings.mFcHp < count;
-    mHpSelection->setup(labels, known ? mSettings.mFcHp : 0);
+    const bool known = mSession->settings().mFcHp >= 0 && mSession->settings().mFcHp < count;
+    mHpSelection->setup(labels, known ? mSession->settings().mFcHp : 0);
 }
 
 // The box's pages when its port is open, the driver's pages otherwise.
 void CZircApp::setupOptions()
 {
-    if (mBox->mPortState.load() == 1) {
-        mOptions->setZibOutputs(mAudio.mZibGroupMask, mSettings.mZibActiveGroups, mSettings.mZibFirstGroup);
-        mOptions->setZibMonitor(mAudio.mZibGroupMask, mSettings.mMonitorChannelOffset, mSettings.mNumMonitorChannels);
+    const CZircSettings& s = mSession->settings();
+    const CAudioDevice& audio = mSession->device();
+    if (mSession->boxConnected()) {
+        mOptions->setZibOutputs(audio.mZibGroupMask, s.mZibActiveGroups, s.mZibFirstGroup);
+        mOptions->setZibMonitor(audio.mZibGroupMask, s.mMonitorChannelOffset, s.mNumMonitorChannels);
     } else {
-        mOptions->setOutputs(mSettings.mNumOutputChannels, mSettings.mOutputChannelOffset, mAudio.mAvailableOutputs,
-                             mAudio.mAvailableOutputs);
-        mOptions->setMonitor(mSettings.mNumMonitorChannels, mSettings.mMonitorChannelOffset, mAudio.mAvailableOutputs);
+        mOptions->setOutputs(s.mNumOutputChannels, s.mOutputChannelOffset, audio.mAvailableOutputs,
+                             audio.mAvailableOutputs);
+        mOptions->setMonitor(s.mNumMonitorChannels, s.mMonitorChannelOffset, audio.mAvailableOutputs);
     }
-    mOptions->setEmulation(mSettings.mEmulateHardware);
+    mOptions->setEmulation(s.mEmulateHardware);
 }
 
-// What a new graph takes over from the widgets, so that a rebuild loses nothing the user
-// has set.
+// At start-up the session takes what the widgets show (read from the settings); it keeps
+// every value over later rebuilds itself.
 void CZircApp::applySettings()
 {
     if (!ready())
         return;
     applyInputVolume();
-    if (mCalibrationValid) {
-        mGraph->setInputChannelGains(mCalibrationGains.data(), static_cast<int>(mCalibrationGains.size()));
-        mCalibrated = true;
-    }
-    mGraph->setNumBeams(mBeamSelection->numTracks());
+    CGraphSession& values = mSession->values();
+    values.setNumBeams(mBeamSelection->numTracks());
     setOutputMasterGain(mOutputVolume->gain());
     for (int i = 0; i < mBeamSelection->numTracks(); ++i)
         updateBeamformer(i);
-    mGraph->setHighpass(mHpSelection->index());
-    mGraph->setMonitorSource(mMonitor->section() != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
-                             mMonitor->channel());
+    values.setHighpass(mHpSelection->index());
+    values.setMonitorSource(mMonitor->section() != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
+                            mMonitor->channel());
     setMonitorGain(mMonitor->gain());
-    mGraph->setMonitorEnabled(mMonitor->status());
-    if (fileMode()) {
-        mSettings.mSensorFile = mInputSource->fileName();
-        if (!mSettings.mSensorFile.isEmpty())
-            openInputFile();
-    }
-    mGraph->audioFile(CAudioGraph::stageFilePlayer)->setStartSample(0);
+    values.setMonitorEnabled(mMonitor->status());
 }
 
 // With the box the preamp is the box's business and the graph takes the slider alone;
 // otherwise the graph takes both.
 void CZircApp::applyInputVolume()
 {
-    if (mBox->mPortState.load() == 1) {
+    if (mSession->boxConnected()) {
         setInputGain(mInputVolume->sliderGain());
         setPreampVolume(mInputVolume->preampVolume());
     } else {
@@ -323,11 +241,11 @@ void CZircApp::applyInputVolume()
 void CZircApp::updateDisplays()
 {
     const bool file = fileMode();
-    mNavigator->setFs(static_cast<int>(mAudio.mSampleRate));
-    const CAudioFile* player = ready() ? mGraph->audioFile(CAudioGraph::stageFilePlayer) : nullptr;
-    mNavigator->setNumSamples(file && player ? static_cast<int>(player->fileFrames()) : 0);
-    mRecordingSinks->setFs(static_cast<int>(mAudio.mSampleRate));
-    const bool beams = ready() && mGraph->processingMode() != CAudioGraph::processingStraight;
+    const int rate = static_cast<int>(mSession->device().mSampleRate);
+    mNavigator->setFs(rate);
+    mNavigator->setNumSamples(file ? static_cast<int>(mSession->inputFileFrames()) : 0);
+    mRecordingSinks->setFs(rate);
+    const bool beams = ready() && mSession->graph()->processingMode() != CAudioGraph::processingStraight;
     for (QWidget* w : {static_cast<QWidget*>(mRecordingSinks), static_cast<QWidget*>(mOutputVolume),
                        static_cast<QWidget*>(mBeamSelection), static_cast<QWidget*>(mAzimuthDisplay),
                        static_cast<QWidget*>(mElevationDisplay)})
@@ -335,8 +253,6 @@ void CZircApp::updateDisplays()
     mRecordingSinks->setAvailable(CAudioGraph::sinkArray, !file, kArrayLiveOnly);
     mInputVolume->setEnabled(!file);
     mInputSource->setFileControlsEnabled(file);
-    mInputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageInputLevel) : nullptr);
-    mOutputMeter->setSource(ready() ? mGraph->maxValue(CAudioGraph::stageOutputLevel) : nullptr);
     mMapFeed->setNote(soundMapNote());
     setWindowTitleFromState();
 }
@@ -357,7 +273,7 @@ void CZircApp::connectWidgets()
     connect(mMonitor, &CMonitorUnit::channelChanged, this, &CZircApp::setMonitorChannel);
     connect(mMonitor, &CMonitorUnit::gainChanged, this, &CZircApp::setMonitorGain);
     connect(mMonitor, &CMonitorUnit::statusChanged, this, &CZircApp::setMonitorStatus);
-    if (mBox->mArrayState.load() == 1) {
+    if (mSession->boxHasArray()) {
         connect(mInputVolume, &CInputVolume::preampVolumeChanged, this, &CZircApp::setPreampVolume);
         connect(mInputVolume, &CInputVolume::sliderGainChanged, this, &CZircApp::setInputGain);
     } else {
@@ -428,51 +344,6 @@ void CZircApp::layOutWindow()
     CMainWindowLayout::setIcon(*this);
 }
 
-// A take ends ahead of the rebuild, finished in its file; its recorder goes with the old
-// graph, so the record button is released rather than left showing a take that no longer runs.
-int CZircApp::rebuild()
-{
-    if (mTransport->button(CAudioTransport::RecordButton)->isChecked())
-        pressTransport(CAudioTransport::RecordOff);
-    const bool running = hostIsRunning();
-    if (running)
-        pressTransport(CAudioTransport::StopButton);
-    int r = mAudio.setOutputs(mSettings);
-    if (r == 0)
-        r = buildGraph();
-    if (r == 0) {
-        applySettings();
-        updateDisplays();
-    }
-    if (running)
-        pressTransport(CAudioTransport::PlayButton);
-    return r;
-}
-
-// An input file that cannot be opened is given up, in the settings and in the selection.
-int CZircApp::openInputFile()
-{
-    const int r = mGraph->openInputFile(mSettings.mSensorFile.toLocal8Bit().constData());
-    if (r != 0) {
-        warn(QStringLiteral("Error loading wave file (erroNo:%1).").arg(r));
-        mSettings.mSensorFile.clear();
-        mInputSource->setFileName(QString());
-        return r;
-    }
-    chooseProcessingMode();
-    return 0;
-}
-
-// The array's signal is beamformed, live or from a file of its 32 channels; a file of
-// another count goes straight through.
-void CZircApp::chooseProcessingMode()
-{
-    const CAudioFile* player = mGraph->audioFile(CAudioGraph::stageFilePlayer);
-    const bool beamforming = mSettings.mInputMode != CAudioGraph::inputFile ||
-                             player->fileChannels() == CAudioGraph::kInputChannels;
-    mGraph->setProcessingMode(beamforming ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
-}
-
 bool CZircApp::fileMode() const
 {
     return mInputSource->mode() == CInputSourceSelection::File;
@@ -481,9 +352,9 @@ bool CZircApp::fileMode() const
 int CZircApp::loadResponse(int pattern, int parameter)
 {
     int points = 0;
-    if (mGraph->patternInfo(pattern, nullptr, nullptr, nullptr, &points) != 0 ||
+    if (mSession->graph()->patternInfo(pattern, nullptr, nullptr, nullptr, &points) != 0 ||
         points > static_cast<int>(mPatternResponse.size()) ||
-        mGraph->patternResponse(pattern, parameter, mPatternResponse.data(), nullptr) != 0)
+        mSession->graph()->patternResponse(pattern, parameter, mPatternResponse.data(), nullptr) != 0)
         return 0;
     return points;
 }
@@ -508,9 +379,9 @@ void CZircApp::askToSaveBeamTracks()
 void CZircApp::setWindowTitleFromState()
 {
     QString status;
-    if (mAudio.isDefaultDevice())
-        status = mCalibrated ? QStringLiteral("calibrated") : QStringLiteral("not calibrated");
-    const double kHz = static_cast<double>(mAudio.mSampleRate) * 0.001;
+    if (mSession->device().isDefaultDevice())
+        status = mSession->calibrated() ? QStringLiteral("calibrated") : QStringLiteral("not calibrated");
+    const double kHz = static_cast<double>(mSession->device().mSampleRate) * 0.001;
     setWindowTitle(QStringLiteral("%1 -- beta -- (fs = %2kHz, %3)").arg(mAppName, QString::number(kHz, 'f', 1), status));
 }
 
@@ -519,7 +390,7 @@ QString CZircApp::soundMapNote() const
 {
     if (!ready())
         return QStringLiteral("No sound map: the audio graph could not be built");
-    if (mGraph->processingMode() == CAudioGraph::processingStraight)
+    if (mSession->graph()->processingMode() == CAudioGraph::processingStraight)
         return QStringLiteral("No sound map: the input is not the array's %1 channels").arg(CAudioGraph::kInputChannels);
     return QString();
 }
@@ -529,45 +400,19 @@ void CZircApp::warn(const QString& text)
     CDialogSeam::message(this, QMessageBox::Warning, mAppName, text);
 }
 
-// ---- transport
+// ---- transport and takes
 
-// A direct call (not a press) still leaves the buttons showing the stream's state. A
-// device lost meanwhile is opened again first.
-void CZircApp::start()
-{
-    if (mAudio.lost() && !followDevice(mAudio.reopen())) {
-        pressTransport(CAudioTransport::StopButton, true);
-        return;
-    }
-    if (!ready()) {
-        pressTransport(CAudioTransport::StopButton, true);
-        return;
-    }
-    mGraph->start();
-    if (mSettings.mInputMode == CAudioGraph::inputFile)
-        mGraph->audioFile(CAudioGraph::stageFilePlayer)->startFile(true);
-    if (mAudio.isOpen())
-        hostStart();
-    mBeamSelection->setStreamingActive(true);
-    pressTransport(CAudioTransport::PlayButton, true);
-}
+// The transport's buttons follow the stream's state, whoever changed it.
+void CZircApp::start() { mSession->start(); }
+void CZircApp::stop() { mSession->stop(); }
+void CZircApp::pause() { mSession->pause(); }
 
-void CZircApp::stop()
+// A device found again or lost on the way shows in the status line at once.
+void CZircApp::showStreamState(bool running)
 {
-    if (mAudio.isOpen())
-        hostStop();
-    if (ready()) {
-        mGraph->audioFile(CAudioGraph::stageFilePlayer)->stopFile();
-        mGraph->stop();
-    }
-    mBeamSelection->setStreamingActive(false);
-    pressTransport(CAudioTransport::StopButton, true);
-}
-
-void CZircApp::pause()
-{
-    if (ready())
-        mGraph->audioFile(CAudioGraph::stageFilePlayer)->pauseFile();
+    mStatusLine->refresh(mSession->device());
+    mBeamSelection->setStreamingActive(running);
+    pressTransport(running ? CAudioTransport::PlayButton : CAudioTransport::StopButton, true);
 }
 
 // Each sink that is switched on records into a new file; one that cannot be opened is
@@ -575,111 +420,37 @@ void CZircApp::pause()
 void CZircApp::startRecording()
 {
     mRecordingSinks->setEnabled(false);
-    if (!ready())
-        return;
-    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
-        if (!mRecordingSinks->status(i))
-            continue;
-        CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
-        QString path = newRecordingPath(i);
-        int opened = recorder->openFile(path, 0);
-        // Another program recording into the folder can take the name between the look
-        // and the exclusive create; the next running number is tried then.
-        for (int tries = 0; opened == CAudioFile::fileErrExists && tries < 100; ++tries) {
-            path = newRecordingPath(i);
-            opened = recorder->openFile(path, 0);
-        }
-        if (opened != 0) {
-            warn(QStringLiteral("Error opening record file!"));
-            continue;
-        }
-        recorder->startFile(true);
-        mRecordingFiles[static_cast<std::size_t>(i)] = path;
-    }
+    for (int i = 0; i < CSession::kSinks; ++i)
+        if (mRecordingSinks->status(i))
+            mSession->startTake(i, [this, i] { return newRecordingPath(i); });
 }
 
-// Every take is finished first; only then is a take that the disk refused reported, so
-// that the warning's own event loop finds nothing left to stop.
-void CZircApp::stopRecording()
+void CZircApp::stopRecording() { mSession->stopTakes(); }
+
+// However the takes ended (the button, a refusing disk, a rebuild, a lost device), the
+// button is released and the sinks can be chosen again; only then is a refusal told, so
+// that the message's own event loop finds nothing left to stop.
+void CZircApp::showTakesStopped(const QStringList& failures)
 {
-    QStringList failures;
-    if (ready()) {
-        for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
-            CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
-            recorder->stopFile();
-            const QString& path = mRecordingFiles[static_cast<std::size_t>(i)];
-            if (!path.isEmpty() && !recorder->writeError().isEmpty())
-                failures << kWriteFailure.arg(QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath()),
-                                              recorder->writeError());
-        }
-    }
-    mRecordingFiles = {};
-    mOverrunReported = {};
+    pressTransport(CAudioTransport::RecordOff, true);
     mStatusLine->setRecordingNote(QString());
     mRecordingSinks->setEnabled(true);
     for (const QString& text : failures)
         warn(text);
 }
 
-// A driver that asks for a reset or loses its device (a JACK server that ends) stops
-// what runs on it: the takes are finished in their files, the stream stops, the driver
-// is loaded afresh and the user is told once; a lost device waits for Play.
-void CZircApp::checkDevice()
+// The status line says so until recording stops; the note goes up before the warning,
+// whose own event loop runs this window's timer again.
+void CZircApp::showTakeCut(int, const QString& path, int seconds)
 {
-    if (!mAudio.resetRequested())
-        return;
-    if (mTransport->button(CAudioTransport::RecordButton)->isChecked())
-        pressTransport(CAudioTransport::RecordOff);
-    stop();
-    followDevice(mAudio.serveReset());
-}
-
-bool CZircApp::followDevice(CAudioDevice::Recovery recovery)
-{
-    if (recovery == CAudioDevice::Recovery::Changed)
-        rebuild();
-    mStatusLine->refresh(mAudio);
-    return recovery != CAudioDevice::Recovery::Lost;
-}
-
-// A take the disk refuses (full, or the file at its size limit) ends the recording as
-// the record button would; the stream plays on.
-void CZircApp::checkRecordings()
-{
-    if (!ready())
-        return;
-    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
-        if (!mRecordingFiles[static_cast<std::size_t>(i)].isEmpty() &&
-            !mGraph->audioFile(CAudioGraph::sinkStage(i))->writeError().isEmpty()) {
-            pressTransport(CAudioTransport::RecordOff);
-            return;
-        }
-    }
-    checkOverruns();
-}
-
-// A take the disk side fell a whole ring behind is cut there: one warning a take, and
-// the status line says so until recording stops. The flag goes up before the warning,
-// whose own event loop runs this timer again.
-void CZircApp::checkOverruns()
-{
-    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i) {
-        const std::size_t sink = static_cast<std::size_t>(i);
-        const CAudioFile* recorder = mGraph->audioFile(CAudioGraph::sinkStage(i));
-        if (mRecordingFiles[sink].isEmpty() || mOverrunReported[sink] || !recorder->overrun())
-            continue;
-        mOverrunReported[sink] = true;
-        mStatusLine->setRecordingNote(kLosingAudio);
-        const int seconds = static_cast<int>(recorder->position() / std::max(1.0, static_cast<double>(mAudio.mSampleRate)));
-        warn(kSlowDisk.arg(QDir::toNativeSeparators(QFileInfo(mRecordingFiles[sink]).absoluteFilePath()),
-                           QTime(0, 0).addSecs(seconds).toString(QStringLiteral("h:mm:ss"))));
-    }
+    mStatusLine->setRecordingNote(kLosingAudio);
+    warn(kSlowDisk.arg(path, QTime(0, 0).addSecs(seconds).toString(QStringLiteral("h:mm:ss"))));
 }
 
 QStringList CZircApp::recordingFolders() const
 {
     QStringList folders;
-    for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)
+    for (int i = 0; i < CSession::kSinks; ++i)
         folders << mRecordingSinks->directory(i);
     return folders;
 }
@@ -701,29 +472,15 @@ QString CZircApp::newRecordingPath(int sink)
     }
 }
 
-void CZircApp::remoteStop()
-{
-    pressTransport(CAudioTransport::StopButton);
-}
-
-void CZircApp::seek(int position)
-{
-    if (ready())
-        mGraph->audioFile(CAudioGraph::stageFilePlayer)->seekFile(position);
-}
-
-void CZircApp::updateStartSample(int position)
-{
-    if (ready())
-        mGraph->audioFile(CAudioGraph::stageFilePlayer)->setStartSample(position);
-}
+void CZircApp::remoteStop() { pressTransport(CAudioTransport::StopButton); }
+void CZircApp::seek(int position) { mSession->seek(position); }
+void CZircApp::updateStartSample(int position) { mSession->setPlaybackStart(position); }
 
 // ---- beams and gains
 
 void CZircApp::updatePhi(int index, int phi)
 {
-    if (ready())
-        mGraph->setPhi(index, static_cast<float>(phi));
+    mSession->values().setPhi(index, static_cast<float>(phi));
 }
 
 void CZircApp::updatePhi(int phi)
@@ -733,8 +490,7 @@ void CZircApp::updatePhi(int phi)
 
 void CZircApp::updateTheta(int index, int theta)
 {
-    if (ready())
-        mGraph->setTheta(index, static_cast<float>(theta));
+    mSession->values().setTheta(index, static_cast<float>(theta));
 }
 
 void CZircApp::updateTheta(int theta)
@@ -769,12 +525,14 @@ void CZircApp::updateBeamformer(int index)
 {
     if (!ready())
         return;
-    mGraph->setPattern(index, mBeamSelection->patternIndex(index));
-    mGraph->setParameter(index, mBeamSelection->parameterIndex(index));
-    mGraph->setTheta(index, static_cast<float>(mBeamSelection->theta(index)));
-    mGraph->setPhi(index, static_cast<float>(mBeamSelection->phi(index)));
-    setOutputGain(index, mBeamSelection->gain(index));
-    setOutputMute(index, mBeamSelection->mute(index));
+    CGraphSession::Beam beam;
+    beam.pattern = mBeamSelection->patternIndex(index);
+    beam.parameter = mBeamSelection->parameterIndex(index);
+    beam.theta = static_cast<float>(mBeamSelection->theta(index));
+    beam.phi = static_cast<float>(mBeamSelection->phi(index));
+    beam.gain = mBeamSelection->gain(index);
+    beam.mute = mBeamSelection->mute(index);
+    mSession->values().setBeam(index, beam);
 }
 
 void CZircApp::beamGotAdded(int index)
@@ -787,7 +545,7 @@ void CZircApp::beamGotAdded(int index)
     mAzimuthDisplay->setPhi(index, mBeamSelection->phi(index));
     mElevationDisplay->addTrack(color);
     mElevationDisplay->setTheta(index, mBeamSelection->theta(index));
-    mGraph->setNumBeams(mBeamSelection->numTracks());
+    mSession->values().setNumBeams(mBeamSelection->numTracks());
     updateBeamformer(index);
 }
 
@@ -800,7 +558,7 @@ void CZircApp::beamGotDeleted(int index)
     mElevationDisplay->setActivePattern(mBeamSelection->activeTrack());
     if (!ready())
         return;
-    mGraph->setNumBeams(mBeamSelection->numTracks());
+    mSession->values().setNumBeams(mBeamSelection->numTracks());
     for (int i = index; i < mBeamSelection->numTracks(); ++i)
         updateBeamformer(i);
 }
@@ -811,8 +569,7 @@ void CZircApp::updatePattern(int beamIndex, int patternIndex, int parameterIndex
         return;
     const int points = loadResponse(patternIndex, parameterIndex);
     mAzimuthDisplay->setPattern(beamIndex, mPatternResponse.data(), points);
-    mGraph->setPattern(beamIndex, patternIndex);
-    mGraph->setParameter(beamIndex, parameterIndex);
+    mSession->values().setPattern(beamIndex, patternIndex, parameterIndex);
 }
 
 void CZircApp::updateParameter(int beamIndex, int parameterIndex)
@@ -820,187 +577,144 @@ void CZircApp::updateParameter(int beamIndex, int parameterIndex)
     updatePattern(beamIndex, mBeamSelection->patternIndex(beamIndex), parameterIndex);
 }
 
-void CZircApp::setOutputGain(int channel, float gain)
-{
-    if (CVolumeControl* v = mGraph->volumeControl(CAudioGraph::stageBeamVolume))
-        v->setChannelVolume(channel, gain);
-}
-
-void CZircApp::setOutputMute(int channel, bool mute)
-{
-    if (CVolumeControl* v = mGraph->volumeControl(CAudioGraph::stageBeamVolume))
-        v->setMute(channel, mute);
-}
-
-void CZircApp::setOutputMasterGain(float gain)
-{
-    if (CVolumeControl* v = mGraph->volumeControl(CAudioGraph::stageBeamVolume))
-        v->setMasterVolume(gain);
-}
-
-void CZircApp::setPreampVolume(int volume)
-{
-    mSettings.mPreampVolume = volume;
-    mBox->setPreampGain(static_cast<float>(volume), false);
-}
-
-void CZircApp::setInputGain(float gain)
-{
-    if (CVolumeControl* v = mGraph->volumeControl(CAudioGraph::stageInputVolume))
-        v->setMasterVolume(gain);
-}
-
-void CZircApp::setInputMute(bool mute)
-{
-    if (CVolumeControl* v = mGraph->volumeControl(CAudioGraph::stageInputVolume))
-        v->setMute(-1, mute);
-}
+void CZircApp::setOutputGain(int channel, float gain) { mSession->values().setBeamGain(channel, gain); }
+void CZircApp::setOutputMute(int channel, bool mute) { mSession->values().setBeamMute(channel, mute); }
+void CZircApp::setOutputMasterGain(float gain) { mSession->values().setBeamsGain(gain); }
+void CZircApp::setPreampVolume(int volume) { mSession->setPreampVolume(volume); }
+void CZircApp::setInputGain(float gain) { mSession->values().setInputGain(gain); }
+void CZircApp::setInputMute(bool mute) { mSession->values().setInputMute(mute); }
 
 void CZircApp::setHpIndex(int index)
 {
-    mSettings.mFcHp = index;
-    mGraph->setHighpass(index);
+    mSession->settings().mFcHp = index;
+    mSession->values().setHighpass(index);
 }
 
 void CZircApp::setMonitorChannel(int inout, int channel)
 {
-    mSettings.mMonitorSection = inout != 0 ? 1 : 0;
-    mSettings.mMonitorChannel = channel;
-    mGraph->setMonitorSource(inout != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus, channel);
+    mSession->settings().mMonitorSection = inout != 0 ? 1 : 0;
+    mSession->settings().mMonitorChannel = channel;
+    mSession->values().setMonitorSource(inout != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
+                                        channel);
 }
 
-void CZircApp::setMonitorGain(float gain)
-{
-    if (CVolumeControl* v = mGraph->volumeControl(CAudioGraph::stageMonitorVolume))
-        v->setMasterVolume(gain);
-}
+void CZircApp::setMonitorGain(float gain) { mSession->values().setMonitorGain(gain); }
 
 void CZircApp::setMonitorStatus(bool status)
 {
-    mSettings.mMonitorEnabled = status;
-    mGraph->setMonitorEnabled(status);
+    mSession->settings().mMonitorEnabled = status;
+    mSession->values().setMonitorEnabled(status);
 }
 
-// ---- outputs, input and the box
+// ---- outputs, input and the new graphs
 
 void CZircApp::updateMonitorChannels(int numChannels, int offset)
 {
-    mSettings.mNumMonitorChannels = numChannels;
-    mSettings.mMonitorChannelOffset = offset;
-    rebuild();
+    mSession->settings().mNumMonitorChannels = numChannels;
+    mSession->settings().mMonitorChannelOffset = offset;
+    mSession->rebuild();
 }
 
 void CZircApp::updateOutputChannels(int numChannels, int offset)
 {
-    mSettings.mNumOutputChannels = numChannels;
-    mSettings.mOutputChannelOffset = offset;
-    rebuild();
+    mSession->settings().mNumOutputChannels = numChannels;
+    mSession->settings().mOutputChannelOffset = offset;
+    mSession->rebuild();
 }
 
 void CZircApp::updateZibOutputGroups(int groups, int firstGroup)
 {
-    mSettings.mZibActiveGroups = groups;
-    mSettings.mZibFirstGroup = firstGroup;
-    rebuild();
+    mSession->settings().mZibActiveGroups = groups;
+    mSession->settings().mZibFirstGroup = firstGroup;
+    mSession->rebuild();
+}
+
+// A new graph keeps every value the user set; the displays and the map follow it.
+void CZircApp::followRebuild()
+{
+    attachMap();
+    updateDisplays();
+}
+
+// The map taps the graph that runs now, at its rate; a graph that did not build has none.
+void CZircApp::attachMap()
+{
+    if (!ready()) {
+        mMapFeed->detach();
+        mMapFeed->setNote(soundMapNote());
+        return;
+    }
+    mPatternResponse.assign(static_cast<std::size_t>(mSession->graph()->maxPolarPoints()), 0.0f);
+    mMapFeed->attach(&mSession->values(), mSession->device().mSampleRate);
 }
 
 void CZircApp::setInputMode(int mode)
 {
-    if (!ready() || mGraph->inputMode() == mode)
+    mSession->settings().mSensorFile = mInputSource->fileName();
+    if (mSession->setInputMode(mode) != 0)
         return;
-    pressTransport(CAudioTransport::StopButton);
-    mSettings.mInputMode = mode;
-    mGraph->setInputMode(mode);
-    mSettings.mSensorFile = mInputSource->fileName();
-    if (mode == CAudioGraph::inputFile && !mSettings.mSensorFile.isEmpty())
-        openInputFile();
-    else if (mode != CAudioGraph::inputFile)
-        chooseProcessingMode(); // live after a file of another channel count
+    if (mSession->settings().mSensorFile.isEmpty())
+        mInputSource->setFileName(QString());
     updateDisplays();
 }
 
+// A file that cannot be opened is given up, in the selection too.
 void CZircApp::openFile(const QString& fileName)
 {
     if (fileName.isEmpty() || !ready())
         return;
-    pressTransport(CAudioTransport::StopButton);
-    mSettings.mSensorFile = fileName;
-    if (openInputFile() == 0)
+    if (mSession->openInputFile(fileName))
         updateDisplays();
-}
-
-void CZircApp::actOnMidiMessage(int cmd, int value)
-{
-    if (cmd != kCalibrationMessage)
-        return;
-    if (value == 0) {
-        mCalibrationValid = false;
-        return;
-    }
-    const int count = static_cast<int>(mCalibrationGains.size());
-    if (mBox->calibration(mCalibrationGains.data(), count) != 0)
-        return;
-    for (float& g : mCalibrationGains)
-        g = std::pow(10.0f, g * 0.05f);
-    mCalibrationValid = true;
-}
-
-void CZircApp::actOnMidiConnectionProblems()
-{
-    // A box that goes silent changes nothing here.
+    else
+        mInputSource->setFileName(QString());
 }
 
 void CZircApp::timerEvent(QTimerEvent* event)
 {
     if (event->timerId() != mTimer.timerId())
         return QMainWindow::timerEvent(event);
-    checkDevice();
-    mStatusLine->refresh(mAudio);
-    checkRecordings();
+    mSession->poll();
+    mStatusLine->refresh(mSession->device());
     if (ready()) {
-        mNavigator->setCurrentSample(mGraph->audioFile(CAudioGraph::stageFilePlayer)->position());
-        for (int i = CAudioGraph::sinkArray; i <= CAudioGraph::sinkBeams; ++i)
-            mRecordingSinks->setCurrentSample(i, mGraph->audioFile(CAudioGraph::sinkStage(i))->position());
+        mNavigator->setCurrentSample(mSession->playbackPosition());
+        for (int i = 0; i < CSession::kSinks; ++i)
+            mRecordingSinks->setCurrentSample(i, mSession->takePosition(i));
     }
-    if (mCalibrated || !mCalibrationValid || mGraphResult != 0)
-        return;
-    mGraph->setInputChannelGains(mCalibrationGains.data(), static_cast<int>(mCalibrationGains.size()));
-    mCalibrated = true;
-    setWindowTitleFromState();
 }
 
 // ---- settings and windows
 
 void CZircApp::setEmulation(bool on)
 {
-    mSettings.mEmulateHardware = on;
+    mSession->settings().mEmulateHardware = on;
 }
 
 // What the user sees is what is kept.
 void CZircApp::writeSettings(const QString& fileName)
 {
-    mSettings.mInputMode = mInputSource->mode();
-    mSettings.mPreampVolume = mInputVolume->preampVolume();
-    mSettings.mInputSliderVolume = static_cast<float>(mInputVolume->sliderVolume());
-    mSettings.mOutputMasterVolume = mOutputVolume->volume();
-    mSettings.mMonitorEnabled = mMonitor->status();
-    mSettings.mMonitorVolume = mMonitor->volume();
-    mSettings.mMonitorSection = mMonitor->section();
-    mSettings.mMonitorChannel = mMonitor->channel();
-    mSettings.mFcHp = mHpSelection->index();
-    mSettings.mBeamTrackSettings = mBeamSelection->fileName();
-    mSettings.mSensorFile = mInputSource->fileName();
-    mSettings.write(fileName);
+    CZircSettings& s = mSession->settings();
+    s.mInputMode = mInputSource->mode();
+    s.mPreampVolume = mInputVolume->preampVolume();
+    s.mInputSliderVolume = static_cast<float>(mInputVolume->sliderVolume());
+    s.mOutputMasterVolume = mOutputVolume->volume();
+    s.mMonitorEnabled = mMonitor->status();
+    s.mMonitorVolume = mMonitor->volume();
+    s.mMonitorSection = mMonitor->section();
+    s.mMonitorChannel = mMonitor->channel();
+    s.mFcHp = mHpSelection->index();
+    s.mBeamTrackSettings = mBeamSelection->fileName();
+    s.mSensorFile = mInputSource->fileName();
+    s.write(fileName);
 }
 
 void CZircApp::loadSettings(const QString& fileName)
 {
-    mSettings = CZircSettings::load(fileName);
+    mSession->settings() = CZircSettings::load(fileName);
 }
 
 void CZircApp::loadDefaultSettings()
 {
-    mSettings = CZircSettings::defaults();
+    mSession->settings() = CZircSettings::defaults();
 }
 
 void CZircApp::about()
@@ -1022,7 +736,7 @@ void CZircApp::quitOnSignal()
 {
     if (mOptions->isVisible())
         mOptions->close();
-    writeSettings(mIniFile);
+    writeSettings(mSession->iniFile());
     QCoreApplication::exit(0);
 }
 
@@ -1031,6 +745,6 @@ void CZircApp::closeEvent(QCloseEvent* event)
     if (mOptions->isVisible())
         mOptions->close();
     askToSaveBeamTracks();
-    writeSettings(mIniFile);
+    writeSettings(mSession->iniFile());
     event->accept();
 }

@@ -1,16 +1,13 @@
 #pragma once
-// The application's main window: owns the audio graph, the box control thread, the
-// widgets and the options window, opens the audio device, builds the graph and rebuilds it
-// when outputs change. No widget touches the graph: widgets emit signals, the slots here
-// turn them into calls on the graph, and the 60 ms timer feeds positions back. The stream
-// is started and stopped by pressing the transport's buttons, so that they always show
-// its state. Construction starts the box thread, reads the settings, waits for the box,
-// opens the device, makes the widgets, builds the graph, sets the widgets and the graph
-// from the settings, connects and lays out the window and starts the timer; audio starts
-// only with Play. Main thread only; the box thread reaches it by queued signals.
+// The application's main window: the view of one session (session/CSession), which owns
+// the box, the device, the graph and the takes. Widgets emit signals, the slots here turn
+// them into the session's commands, and the 60 ms timer polls the session and shows its
+// positions; the session's signals keep the transport, the takes and the displays in step.
+// Construction opens the session (box, settings, device, graph), makes the widgets, gives
+// the session the values the widgets show, connects and lays out the window and starts the
+// timer; audio starts only with Play. Main thread only.
 
-#include "app/CAudioDevice.h"
-#include "app/CZircSettings.h"
+#include "session/CSession.h"
 
 #include <QBasicTimer>
 #include <QMainWindow>
@@ -23,7 +20,6 @@
 #include <vector>
 
 class CAudioFileNavigator;
-class CAudioGraph;
 class CAudioTransport;
 class CBeamDisplayAzimuth;
 class CBeamDisplayElevation;
@@ -37,30 +33,19 @@ class CRecordingSinkSelection;
 class CSoundMapFeed;
 class CStatusLine;
 class CVolumeUnit;
-class CEmulatedHardware;
-class CZibControl;
 class CZrOptions;
 
 class CZircApp : public QMainWindow {
     Q_OBJECT
 
 public:
-    static constexpr int kGraphOffset = 10000;
-    static constexpr int kCalibrationMessage = 0x80000;
     static constexpr int kTimerMs = 60;
-    static constexpr int kBoxPollMs = 10;
 
     explicit CZircApp(QWidget* parent = nullptr);
     ~CZircApp() override;
 
-    CAudioGraph* graph() const { return mGraph.get(); }
-    CZibControl* box() const { return mBox.get(); }
-    CEmulatedHardware* emulation() const { return mEmulation.get(); }
+    CSession& session() const { return *mSession; }
     CZrOptions* optionsWindow() const { return mOptions; }
-    const CAudioDevice& device() const { return mAudio; }
-    const CZircSettings& settings() const { return mSettings; }
-    int graphResult() const { return mGraphResult; }
-    bool calibrated() const { return mCalibrated; }
     CAudioTransport* transport() const { return mTransport; }
     CAudioFileNavigator* navigator() const { return mNavigator; }
     CLevelMeter* inputMeter() const { return mInputMeter; }
@@ -76,7 +61,6 @@ public:
     CHpSelection* hpSelection() const { return mHpSelection; }
     CSoundMapFeed* soundMapFeed() const { return mMapFeed; }
     CStatusLine* statusLine() const { return mStatusLine; }
-    const std::array<float, 32>& calibrationGains() const { return mCalibrationGains; }
 
     // Ends the program without questions, for a termination signal.
     void quitOnSignal();
@@ -98,8 +82,6 @@ public slots:
     void updateMonitorChannels(int numChannels, int offset);
     void updateOutputChannels(int numChannels, int offset);
     void updateZibOutputGroups(int groups, int firstGroup);
-    void actOnMidiMessage(int cmd, int value);
-    void actOnMidiConnectionProblems();
     void openFile(const QString& fileName);
     void setInputMode(int mode);
     void remoteStop();
@@ -130,10 +112,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    void startBox();
-    void waitForBox();
+    void connectSession();
     void createWidgets();
-    int buildGraph();
     void initWidgets();
     void initBeamSelection();
     void initHpSelection();
@@ -145,22 +125,18 @@ private:
     void connectBeamSelection();
     void connectSoundMap();
     void layOutWindow();
-    int rebuild();
-    int openInputFile();
-    void chooseProcessingMode();
-    bool ready() const { return mGraphResult == 0; }
+    void showStreamState(bool running);
+    void showTakesStopped(const QStringList& failures);
+    void showTakeCut(int sink, const QString& path, int seconds);
+    void followRebuild();
+    void attachMap();
+    bool ready() const { return mSession->ready(); }
     bool fileMode() const;
     // The polar response of a pattern and parameter into mPatternResponse; its length.
     int loadResponse(int pattern, int parameter);
     // Presses a transport button; with `quiet` the button only shows the state the stream
     // already has.
     void pressTransport(int code, bool quiet = false);
-    void checkDevice();
-    // A device open again at another rate, block or channel count gets a graph built for
-    // it; false while the device is lost.
-    bool followDevice(CAudioDevice::Recovery recovery);
-    void checkRecordings();
-    void checkOverruns();
     QStringList recordingFolders() const;
     QString newRecordingPath(int sink);
     void askToSaveBeamTracks();
@@ -168,18 +144,9 @@ private:
     QString soundMapNote() const;
     void warn(const QString& text);
 
-    std::unique_ptr<CAudioGraph> mGraph;
-    std::unique_ptr<CEmulatedHardware> mEmulation;
-    std::unique_ptr<CZibControl> mBox;
-    QBasicTimer mTimer;
     QString mAppName = QStringLiteral("Vantoria");
-    QString mIniFile = QStringLiteral("vantoria.ini");
-    CZircSettings mSettings;
-    CAudioDevice mAudio;
-    int mGraphResult = 0;
-    std::array<float, 32> mCalibrationGains{};
-    bool mCalibrationValid = false;
-    bool mCalibrated = false;
+    std::unique_ptr<CSession> mSession;
+    QBasicTimer mTimer;
     std::vector<float> mPatternResponse;
 
     CVolumeUnit* mOutputVolume = nullptr;
@@ -198,7 +165,5 @@ private:
     CSoundMapFeed* mMapFeed = nullptr;
     CStatusLine* mStatusLine = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
-    std::array<QString, 2> mRecordingFiles; // the take of each sink; empty while it records none
-    std::array<bool, 2> mOverrunReported{}; // the take of each sink lost blocks to a slow disk
     CZrOptions* mOptions = nullptr;
 };

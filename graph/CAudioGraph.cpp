@@ -1,6 +1,7 @@
 #include "graph/CAudioGraph.h"
 
 #include "audiofile/CAudioFile.h"
+#include "beamformer/CMbf.h"
 #include "beamformer/CZirc.h"
 #include "core/primitives/ipps.h"
 #include "stages/CFilterStageBq.h"
@@ -382,7 +383,7 @@ int CAudioGraph::sinkStage(int sink)
     }
 }
 
-// ---- stage access ----
+// ---- file queues ----
 
 void CAudioGraph::checkFileQueues()
 {
@@ -390,39 +391,100 @@ void CAudioGraph::checkFileQueues()
         f->checkQueue();
 }
 
-vkAudioClass* CAudioGraph::stage(int index) const
-{
-    return index >= 0 && index < stageCount ? mStages[index] : nullptr;
-}
+// ---- playback ----
 
-CAudioFile* CAudioGraph::audioFile(int index) const
+int CAudioGraph::startPlayback(bool useThread) { return mFilePlayer->startFile(useThread); }
+int CAudioGraph::pausePlayback() { return mFilePlayer->pauseFile(); }
+int CAudioGraph::stopPlayback() { return mFilePlayer->stopFile(); }
+int CAudioGraph::seekPlayback(int frame) { return mFilePlayer->seekFile(frame); }
+int CAudioGraph::setPlaybackStart(int frame) { return mFilePlayer->setStartSample(frame); }
+std::int32_t CAudioGraph::playbackPosition() const { return mFilePlayer->position(); }
+std::int64_t CAudioGraph::inputFileFrames() const { return mFilePlayer->fileFrames(); }
+int CAudioGraph::inputFileChannels() const { return mFilePlayer->fileChannels(); }
+
+// ---- takes ----
+
+CAudioFile* CAudioGraph::recorder(int sink) const
 {
-    switch (index) {
-    case stageFilePlayer: return mFilePlayer.get();
-    case stageArrayRecorder: return mArrayRecorder.get();
-    case stageBeamRecorder: return mBeamRecorder.get();
+    switch (sink) {
+    case sinkArray: return mArrayRecorder.get();
+    case sinkBeams: return mBeamRecorder.get();
     default: return nullptr;
     }
 }
 
-CVolumeControl* CAudioGraph::volumeControl(int index) const
+int CAudioGraph::openTake(int sink, const QString& path)
 {
-    switch (index) {
-    case stageInputVolume: return mInputVolume.get();
-    case stageBeamVolume: return mBeamVolume.get();
-    case stageMonitorVolume: return mMonitorVolume.get();
-    default: return nullptr;
+    CAudioFile* file = recorder(sink);
+    return file ? file->openFile(path, CAudioFile::modeRecording) : vkErrRange;
+}
+
+int CAudioGraph::startTake(int sink, bool useThread)
+{
+    CAudioFile* file = recorder(sink);
+    return file ? file->startFile(useThread) : vkErrRange;
+}
+
+int CAudioGraph::stopTake(int sink)
+{
+    CAudioFile* file = recorder(sink);
+    return file ? file->stopFile() : vkErrRange;
+}
+
+std::int32_t CAudioGraph::takePosition(int sink) const
+{
+    const CAudioFile* file = recorder(sink);
+    return file ? file->position() : 0;
+}
+
+QString CAudioGraph::takeError(int sink) const
+{
+    const CAudioFile* file = recorder(sink);
+    return file ? file->writeError() : QString();
+}
+
+bool CAudioGraph::takeOverrun(int sink) const
+{
+    const CAudioFile* file = recorder(sink);
+    return file && file->overrun();
+}
+
+// ---- gains and levels ----
+
+void CAudioGraph::setBeamGain(int beam, float gain) { mBeamVolume->setChannelVolume(beam, gain); }
+void CAudioGraph::setBeamMute(int beam, bool mute) { mBeamVolume->setMute(beam, mute); }
+void CAudioGraph::setBeamsGain(float gain) { mBeamVolume->setMasterVolume(gain); }
+void CAudioGraph::setInputGain(float gain) { mInputVolume->setMasterVolume(gain); }
+void CAudioGraph::setInputMute(bool mute) { mInputVolume->setMute(-1, mute); }
+float CAudioGraph::inputChannelGain(int channel) const { return mInputVolume->gain(channel); }
+void CAudioGraph::setMonitorGain(float gain) { mMonitorVolume->setMasterVolume(gain); }
+
+int CAudioGraph::takeLevels(int bus, float* peaks, float* envelopes, int count)
+{
+    switch (bus) {
+    case levelInput: return mInputLevel->takeLevels(peaks, envelopes, count);
+    case levelOutput: return mOutputLevel->takeLevels(peaks, envelopes, count);
+    default: return 0;
     }
 }
 
-CMaxValue* CAudioGraph::maxValue(int index) const
+float CAudioGraph::levelReleaseTime() const { return mOutputLevel->releaseTime(); }
+
+// ---- the engine read back ----
+
+float CAudioGraph::beamTheta(int beam) const
 {
-    switch (index) {
-    case stageInputLevel: return mInputLevel.get();
-    case stageOutputLevel: return mOutputLevel.get();
-    default: return nullptr;
-    }
+    const CMbf* mbf = mZirc->engine()->mbf(beam);
+    return mbf ? mbf->thetaDegrees() : 0.0f;
 }
+
+float CAudioGraph::beamPhi(int beam) const
+{
+    const CMbf* mbf = mZirc->engine()->mbf(beam);
+    return mbf ? mbf->phiDegrees() : 0.0f;
+}
+
+void CAudioGraph::setModeTap(CKorvane::ModeTap* tap) { mZirc->engine()->setModeTap(tap); }
 
 const vkAudioBuffer* CAudioGraph::stageOutput(int index) const
 {

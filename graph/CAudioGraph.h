@@ -14,21 +14,30 @@
 // Straight through, the graph copies the input bus to the outputs. The anti-denormal
 // offset is the only other pass the graph adds.
 //
+// Front ends steer the graph through the typed calls below and read it back through
+// values; no stage pointer leaves it (the tests' probe in tests/support looks inside).
+//
 // Thread contract: process() runs on the audio thread; everything else on the control
 // thread. configure, setInputMode, setProcessingMode and setNumBeams reallocate or rewire
 // the chain and give 5 while started. Monitor routing, gains, the high-pass choice and
 // beam values may change while audio runs: each is a single atomic store (or a filter
 // published by its own stage) that takes effect with the next block.
-// Audio thread (process): no allocation, no lock, no I/O of its own; the file stages
-// take their own short locks.
+// Audio thread (process): no allocation, no lock, no I/O; the file stages hand their
+// buffers to the disk thread through lock-free rings, and the level stages publish their
+// maxima by atomic exchange.
 
+#include "beamformer/CKorvane.h"
 #include "core/contract/vkAudioClass.h"
+
+#include <QString>
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 class CAudioFile;
+class CAudioGraphProbe;
 class CFilterStageBq;
 class CMaxValue;
 class CVolumeControl;
@@ -52,7 +61,8 @@ public:
     enum tInputMode : int { inputLive = 0, inputFile = 1 };
     enum tProcessingMode : int { processingStraight = 0, processingBeamforming = 1 };
     enum tMonitorSource : int { monitorInputBus = 0, monitorOutputBus = 1 };
-    enum tRecordingSink : int { sinkArray = 0, sinkBeams = 1 };
+    enum tRecordingSink : int { sinkArray = 0, sinkBeams = 1, sinkCount = 2 };
+    enum tLevelBus : int { levelInput = 0, levelOutput = 1 };
 
     enum tResult : int {
         errNotFileMode = 100,  // openInputFile outside file mode
@@ -129,13 +139,51 @@ public:
     // without an event loop (an offline render) calls it between blocks.
     void checkFileQueues();
 
-    // The stages, for the application's direct use; null for an index of another kind.
-    vkAudioClass* stage(int index) const;
-    CAudioFile* audioFile(int index) const;
-    CVolumeControl* volumeControl(int index) const;
-    CMaxValue* maxValue(int index) const;
-    CZirc* beamformer() const { return mZirc.get(); }
-    CFilterStageBq* highpass() const { return mHighpass.get(); }
+    // Playback of the input file (stage 0). `useThread`: a disk thread of its own, else
+    // checkFileQueues() serves it. Positions are frames.
+    int startPlayback(bool useThread);
+    int pausePlayback();
+    int stopPlayback();
+    int seekPlayback(int frame);
+    int setPlaybackStart(int frame);
+    std::int32_t playbackPosition() const;
+    std::int64_t inputFileFrames() const;
+    int inputFileChannels() const;
+
+    // Takes of a recording sink (sinkArray, sinkBeams). openTake creates the file
+    // exclusively (the recorder's own code when it exists or cannot be made); startTake
+    // begins writing; stopTake finishes the file. takeError is the disk's refusal, empty
+    // while it writes; takeOverrun tells that the disk side fell a whole ring behind.
+    int openTake(int sink, const QString& path);
+    int startTake(int sink, bool useThread);
+    int stopTake(int sink);
+    std::int32_t takePosition(int sink) const;
+    QString takeError(int sink) const;
+    bool takeOverrun(int sink) const;
+
+    // Gains. Beam gains and mutes act on the beams before the high-pass; the input gain
+    // multiplies every capsule's calibration gain.
+    void setBeamGain(int beam, float gain);
+    void setBeamMute(int beam, bool mute);
+    void setBeamsGain(float gain);
+    void setInputGain(float gain);
+    void setInputMute(bool mute);
+    float inputChannelGain(int channel) const;
+    void setMonitorGain(float gain);
+
+    // The highest peak and envelope of each channel of a level bus (levelInput,
+    // levelOutput) since the last read; the audio thread never waits for it. Gives how
+    // many channels it wrote: none for a bad bus.
+    int takeLevels(int bus, float* peaks, float* envelopes, int count);
+    float levelReleaseTime() const;
+
+    // Where a beam points now (degrees), as the engine has taken it up.
+    float beamTheta(int beam) const;
+    float beamPhi(int beam) const;
+
+    // Attaches a tap to the engine's equalised modes, or detaches it with null; a detach
+    // returns once the audio thread has left the old tap.
+    void setModeTap(CKorvane::ModeTap* tap);
 
     // The buffers, for inspection; null before configure.
     const vkAudioBuffer* stageOutput(int index) const;
@@ -154,6 +202,7 @@ public:
     int monitorOutput(int k) const;
 
 private:
+    friend class CAudioGraphProbe;
     static bool acceptedFormats(const vkAudioInterface& in, const vkAudioInterface& out);
     static bool worksInPlace(int stage);
     int buildStages();
@@ -174,6 +223,7 @@ private:
     int processOutput(int frames);
     void deliver(float** out, int frames);
     int processMonitor(float** out, int frames);
+    CAudioFile* recorder(int sink) const;
 
     std::array<vkAudioClass*, stageCount> mStages{};
     std::array<std::unique_ptr<vkAudioBuffer>, stageCount> mStageIn;

@@ -2,12 +2,8 @@
 
 #include "render/CMapPicture.h"
 
-#include "audiofile/CAudioFile.h"
-#include "beamformer/CZirc.h"
-#include "graph/CAudioGraph.h"
 #include "emulation/CHardwareModel.h"
 #include "emulation/CSoundScene.h"
-#include "stages/CVolumeControl.h"
 
 #include <QFileInfo>
 
@@ -180,39 +176,27 @@ bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
 int CRenderer::configureGraph()
 {
     const float rate = float(mSampleRate);
-    mGraph = std::make_unique<CAudioGraph>();
-    int result = mGraph->configure(vkAudioInterface::timeDomain(kCapsules, rate, mBlock),
-                                   vkAudioInterface::timeDomain(mOutputChannels, rate, mBlock));
-    if (result == vkOk)
-        result = mGraph->setInputMode(CAudioGraph::inputLive);
-    if (result == vkOk)
-        result = mGraph->setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming
-                                                       : CAudioGraph::processingStraight);
-    if (result == vkOk)
-        result = mGraph->setNumBeams(mOutputChannels);
-    return result;
+    mGraph.setInputMode(CAudioGraph::inputLive);
+    mGraph.setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
+    mGraph.setNumBeams(mOutputChannels);
+    return mGraph.build(vkAudioInterface::timeDomain(kCapsules, rate, mBlock),
+                        vkAudioInterface::timeDomain(mOutputChannels, rate, mBlock));
 }
 
 // The input volume's channel gains undo the capsules' sensitivity errors.
 void CRenderer::calibrate()
 {
-    float calibration[kCapsules];
+    std::array<float, kCapsules> calibration;
     for (int c = 0; c < kCapsules; ++c)
-        calibration[c] = float(std::pow(10.0, 0.05 * mHardware->capsuleErrorDb(c)));
-    mGraph->setInputChannelGains(calibration, kCapsules);
+        calibration[std::size_t(c)] = float(std::pow(10.0, 0.05 * mHardware->capsuleErrorDb(c)));
+    mGraph.setCalibration(calibration);
 }
 
 void CRenderer::steerBeams()
 {
-    CVolumeControl* volume = mGraph->volumeControl(CAudioGraph::stageBeamVolume);
     for (int b = 0; b < int(mBeams.size()); ++b) {
         const CBeamSetting& beam = mBeams[std::size_t(b)];
-        mGraph->setTheta(b, beam.theta);
-        mGraph->setPhi(b, beam.phi);
-        mGraph->setPattern(b, beam.pattern);
-        mGraph->setParameter(b, beam.parameter);
-        volume->setChannelVolume(b, beam.gain);
-        volume->setMute(b, beam.mute);
+        mGraph.setBeam(b, {beam.theta, beam.phi, beam.pattern, beam.parameter, beam.gain, beam.mute});
     }
 }
 
@@ -224,7 +208,7 @@ void CRenderer::attachMap(const CRenderOptions& options)
     mMap = std::make_unique<CSoundMap>(options.mapGrid);
     mMap->setSmoothing(CSoundMap::kWholeRun);
     mMap->setMethod(options.mapMusic ? CSoundMap::kMusic : CSoundMap::kSteeredPower);
-    mGraph->beamformer()->engine()->setModeTap(mCovariance.get());
+    mGraph.setModeTap(mCovariance.get());
     if (!options.mapFile.isEmpty())
         mMapFile = std::make_unique<CPendingFile>(options.mapFile);
 }
@@ -239,15 +223,15 @@ bool CRenderer::openOutputs(const CRenderOptions& options, QString& error)
     }
     if (!options.arrayOutput.isEmpty()) {
         mArrayFile = std::make_unique<CPendingFile>(options.arrayOutput);
-        if (mGraph->audioFile(CAudioGraph::stageArrayRecorder)->openFile(mArrayFile->temporaryName(), CAudioFile::modeRecording) != vkOk) {
+        if (mGraph.openTake(CAudioGraph::sinkArray, mArrayFile->temporaryName()) != vkOk) {
             error = QStringLiteral("cannot write %1").arg(options.arrayOutput);
             return false;
         }
     }
     // Without a thread of its own a file stage writes when checkQueue() hands it a
     // buffer: between blocks, in step with the render.
-    mGraph->audioFile(CAudioGraph::stageArrayRecorder)->startFile(false);
-    const int result = mGraph->start();
+    mGraph.startTake(CAudioGraph::sinkArray, false);
+    const int result = mGraph.processor()->start();
     if (result != vkOk)
         error = QStringLiteral("the audio graph did not start (code %1)").arg(result);
     return result == vkOk;
@@ -276,7 +260,7 @@ bool CRenderer::renderBlock(qint64 done, QString& error)
         error = QStringLiteral("cannot read %1: reading failed at %2 s").arg(mInputName).arg(double(done) / mSampleRate);
         return false;
     }
-    const int result = mGraph->process(mIn.data(), mOut.data(), mBlock);
+    const int result = mGraph.processor()->process(mIn.data(), mOut.data(), mBlock);
     if (result != vkOk) {
         error = QStringLiteral("the audio graph failed with code %1 at %2 s").arg(result).arg(double(done) / mSampleRate);
         return false;
@@ -285,7 +269,7 @@ bool CRenderer::renderBlock(qint64 done, QString& error)
         error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mBeamFile->finalName());
         return false;
     }
-    mGraph->checkFileQueues();
+    mGraph.checkFileQueues();
     ModeCovarianceFrame period;
     while (mCovariance && mCovariance->fetch(period))
         mMap->update(period);
@@ -294,8 +278,8 @@ bool CRenderer::renderBlock(qint64 done, QString& error)
 
 bool CRenderer::finish(QString& error)
 {
-    mGraph->audioFile(CAudioGraph::stageArrayRecorder)->stopFile();
-    mGraph->stop();
+    mGraph.stopTake(CAudioGraph::sinkArray);
+    mGraph.processor()->stop();
     mSink.close();
     return writeMap(error) && mBeamFile->commit(error) && (!mArrayFile || mArrayFile->commit(error))
            && (!mMapFile || mMapFile->commit(error));

@@ -14,6 +14,7 @@
 #include "render/CPendingFile.h"
 #include "render/CRenderOptions.h"
 #include "render/CRenderSink.h"
+#include "session/CGraphSession.h"
 #include "soundmap/CSoundMap.h"
 
 #include <QString>
@@ -23,7 +24,6 @@
 #include <memory>
 #include <vector>
 
-class CAudioGraph;
 class CHardwareModel;
 class CSoundScene;
 
@@ -93,7 +93,7 @@ private:
     CRenderSink mSink;
     std::unique_ptr<CHardwareModel> mHardware;
     std::unique_ptr<CSoundScene> mScene;
-    std::unique_ptr<CAudioGraph> mGraph;
+    CGraphSession mGraph;
 
     std::vector<float> mInStorage;
     std::vector<float> mOutStorage;

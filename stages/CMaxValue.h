@@ -19,11 +19,12 @@
 // process: audio thread: no allocation, no lock, no I/O.
 
 #include "core/contract/vkAudioClass.h"
+#include "stages/vkLevelSource.h"
 
 #include <atomic>
 #include <memory>
 
-class CMaxValue : public vkAudioClass {
+class CMaxValue : public vkAudioClass, public vkLevelSource {
 public:
     // Channels whose envelopes step together.
     static constexpr int laneCount = 32;
@@ -40,8 +41,8 @@ public:
     // Takes the maximum since the last take and the envelope of the first count channels
     // (at most the configured ones) and gives how many it wrote. Any thread, also while
     // blocks run; never at the same time as setFormat.
-    int takeLevels(float* peaks, float* envelopes, int count);
-    float releaseTime() const { return mReleaseTime; }
+    int takeLevels(float* peaks, float* envelopes, int count) override;
+    float releaseTime() const override { return mReleaseTime; }
 
 private:
     void computeCoefficients();

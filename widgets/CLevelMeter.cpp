@@ -1,7 +1,7 @@
 #include "widgets/CLevelMeter.h"
 
 #include "core/primitives/ipps.h"
-#include "stages/CMaxValue.h"
+#include "stages/vkLevelSource.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -63,7 +63,7 @@ int CLevelMeter::setChannels(int channels)
     return 0;
 }
 
-void CLevelMeter::setSource(CMaxValue* source)
+void CLevelMeter::setSource(vkLevelSource* source)
 {
     mSource = source;
     if (source)
@@ -101,8 +101,12 @@ void CLevelMeter::timerEvent(QTimerEvent* event)
 
 void CLevelMeter::advance()
 {
-    if (mSource)
-        mSource->takeLevels(mValues.data() + mChannels, mValues.data(), mChannels);
+    if (mSource) {
+        // Channels the source has not (a graph being rebuilt, fewer channels) fall.
+        const int read = std::max(0, mSource->takeLevels(mValues.data() + mChannels, mValues.data(), mChannels));
+        std::fill(mValues.begin() + read, mValues.begin() + mChannels, 0.0f);
+        std::fill(mValues.begin() + mChannels + read, mValues.end(), 0.0f);
+    }
     smooth();
     update();
 }

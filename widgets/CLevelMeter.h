@@ -22,7 +22,7 @@
 #include <array>
 #include <vector>
 
-class CMaxValue;
+class vkLevelSource;
 
 class CLevelMeter : public QWidget {
     Q_OBJECT
@@ -36,7 +36,7 @@ public:
     // Gives 1 and changes nothing below one channel; else starts the meter anew, 0.
     int setChannels(int channels);
     // Not owned; null stops the reading and lets the bars fall.
-    void setSource(CMaxValue* source);
+    void setSource(vkLevelSource* source);
     int channels() const { return mChannels; }
 
     // The law: meter position 0..100 of a linear level, limited to 1e-5..1.
@@ -82,7 +82,7 @@ private:
     bool fitsColumn(const QFontMetricsF& metrics, const QString& text) const;
     bool validChannel(int channel) const { return channel >= 0 && channel < mChannels; }
 
-    CMaxValue* mSource = nullptr;
+    vkLevelSource* mSource = nullptr;
     float mAlpha = 1.0f;
     float mRedLine = 70.0f;
     int mChannels = 0;

@@ -5,6 +5,7 @@
 // node's cost that the rest of the graph adds, measured block by block in one run so
 // that both sides see the same machine load.
 
+#include "tests/support/AudioGraphProbe.h"
 #include "audiofile/CAudioFile.h"
 #include "audiofile/CWaveFile.h"
 #include "beamformer/CZirc.h"
@@ -87,8 +88,8 @@ public:
                 != vkOk
             || graph.setNumBeams(kBeams) != vkOk || graph.openInputFile(file.toLocal8Bit().constData()) != vkOk)
             return false;
-        steer(*graph.beamformer());
-        player = graph.audioFile(CAudioGraph::stageFilePlayer);
+        steer(*CAudioGraphProbe(graph).beamformer());
+        player = CAudioGraphProbe(graph).audioFile(CAudioGraph::stageFilePlayer);
         out.assign(kBeams, std::vector<float>(kBlock));
         for (auto& c : out)
             outPtr.push_back(c.data());
@@ -217,8 +218,8 @@ void BM_GraphOverNode(benchmark::State& state)
         const double t1 = vkThreadCpuSeconds();
         benchmark::DoNotOptimize(graph.block());
         const double t2 = vkThreadCpuSeconds();
-        g.stage(CAudioGraph::stageInputLevel)->process(g.inputBus()->data(), nullptr, kBlock);
-        g.stage(CAudioGraph::stageOutputLevel)->process(g.outputBus()->data(), nullptr, kBlock);
+        CAudioGraphProbe(g).stage(CAudioGraph::stageInputLevel)->process(g.inputBus()->data(), nullptr, kBlock);
+        CAudioGraphProbe(g).stage(CAudioGraph::stageOutputLevel)->process(g.outputBus()->data(), nullptr, kBlock);
         const double t3 = vkThreadCpuSeconds();
         nodeSeconds += t1 - t0;
         graphSeconds += t2 - t1;

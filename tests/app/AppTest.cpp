@@ -9,8 +9,7 @@
 #include "box/CZibControl.h"
 #include "graph/CAudioGraph.h"
 #include "device/vkHost.h"
-#include "stages/CMaxValue.h"
-#include "stages/CVolumeControl.h"
+#include "stages/vkLevelSource.h"
 #include "tests/app/AppTestSupport.h"
 #include "tests/device/CFakeDriver.h"
 #include "widgets/CInputVolume.h"
@@ -63,17 +62,17 @@ TEST_F(AppTest, WithoutADriverTheWindowStillOpensOnFiles)
 
     EXPECT_EQ(dialogs.warningTexts(), QStringList{kNoDevice});
     EXPECT_EQ(dialogs.warnings[0].title, QStringLiteral("Vantoria"));
-    EXPECT_EQ(app->settings().mInputMode, 1);
-    EXPECT_EQ(app->device().mSampleRate, 44100.0f);
-    EXPECT_EQ(app->device().mBlockLength, 8192);
+    EXPECT_EQ(app->session().settings().mInputMode, 1);
+    EXPECT_EQ(app->session().device().mSampleRate, 44100.0f);
+    EXPECT_EQ(app->session().device().mBlockLength, 8192);
     EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, )"));
-    EXPECT_EQ(app->box()->mPortState.load(), 0);
-    EXPECT_EQ(app->emulation(), nullptr);
-    EXPECT_EQ(app->graphResult(), 0);
-    EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputFile);
+    EXPECT_EQ(app->session().box()->mPortState.load(), 0);
+    EXPECT_EQ(app->session().emulation(), nullptr);
+    EXPECT_EQ(app->session().graphResult(), 0);
+    EXPECT_EQ(app->session().graph()->inputMode(), CAudioGraph::inputFile);
     app->start();
     app->stop();
-    EXPECT_FALSE(app->graph()->isStarted());
+    EXPECT_FALSE(app->session().graph()->isStarted());
 
     // The hardware page turns emulation back on for the next start.
     app->optionsWindow()->hardwarePage()->emulationBox()->click();
@@ -97,12 +96,12 @@ TEST_F(AppTest, AnotherDriverHasNoCalibrationWordAndNumberedOutputs)
     app = std::make_unique<CZircApp>();
 
     EXPECT_TRUE(dialogs.warnings.empty());
-    EXPECT_EQ(app->device().mDevice, QStringLiteral("Fake Driver"));
+    EXPECT_EQ(app->session().device().mDevice, QStringLiteral("Fake Driver"));
     EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, )"));
-    EXPECT_EQ(app->settings().mInputMode, 1); // 8 inputs cannot beamform live
-    EXPECT_EQ(app->device().mOutputs.channels, (std::vector<int>{4, 5, 6}));
-    EXPECT_EQ(app->graph()->monitorOutput(0), 1);
-    EXPECT_EQ(app->graph()->monitorOutput(1), 2);
+    EXPECT_EQ(app->session().settings().mInputMode, 1); // 8 inputs cannot beamform live
+    EXPECT_EQ(app->session().device().mOutputs.channels, (std::vector<int>{4, 5, 6}));
+    EXPECT_EQ(app->session().graph()->monitorOutput(0), 1);
+    EXPECT_EQ(app->session().graph()->monitorOutput(1), 2);
     // The driver pages are offered, set to the settings.
     ASSERT_NE(app->optionsWindow()->outputPage(), nullptr);
     EXPECT_EQ(app->optionsWindow()->zibOutputPage(), nullptr);
@@ -118,30 +117,30 @@ TEST_F(AppTest, ChangingOutputsWhileRunningStopsRebuildsAndStarts)
     s.mInputMode = 0;
     realHardware(s);
     app = std::make_unique<CZircApp>();
-    ASSERT_EQ(app->graphResult(), 0);
-    EXPECT_EQ(app->settings().mInputMode, 0);
+    ASSERT_EQ(app->session().graphResult(), 0);
+    EXPECT_EQ(app->session().settings().mInputMode, 0);
 
     app->start();
     ASSERT_TRUE(hostIsRunning());
     runBlocks(4);
-    const CAudioGraph* before = app->graph();
+    const CAudioGraph* before = app->session().graph();
 
     // Rebuilding a running stream in any other order is refused by the driver layer,
     // and the refusal would show as a warning.
     app->updateOutputChannels(4, 10);
     EXPECT_TRUE(dialogs.warnings.empty());
     EXPECT_TRUE(hostIsRunning());
-    EXPECT_NE(app->graph(), before);
-    EXPECT_TRUE(app->graph()->isStarted());
-    EXPECT_EQ(app->device().mOutputs.channels, (std::vector<int>{10, 11, 12, 13, 0, 1}));
-    EXPECT_EQ(app->device().mNumDriverOutputs, 6);
+    EXPECT_NE(app->session().graph(), before);
+    EXPECT_TRUE(app->session().graph()->isStarted());
+    EXPECT_EQ(app->session().device().mOutputs.channels, (std::vector<int>{10, 11, 12, 13, 0, 1}));
+    EXPECT_EQ(app->session().device().mNumDriverOutputs, 6);
     runBlocks(4);
 
     app->stop();
     app->updateMonitorChannels(1, 12);
     EXPECT_FALSE(hostIsRunning());
-    EXPECT_EQ(app->device().mOutputs.channels, (std::vector<int>{10, 11, 12, 13}));
-    EXPECT_EQ(app->graph()->monitorOutput(0), 2);
+    EXPECT_EQ(app->session().device().mOutputs.channels, (std::vector<int>{10, 11, 12, 13}));
+    EXPECT_EQ(app->session().graph()->monitorOutput(0), 2);
     EXPECT_TRUE(dialogs.warnings.empty());
 }
 
@@ -163,8 +162,8 @@ TEST_F(AppTest, SettingsTheProgramCannotUseDoNotStopIt)
     EXPECT_EQ(w[0], kNoDevice);
     EXPECT_TRUE(w[1].startsWith(QStringLiteral("Error loading wave file (erroNo:"))) << w[1].toStdString();
     EXPECT_TRUE(w[1].endsWith(QStringLiteral(").")));
-    EXPECT_TRUE(app->settings().mSensorFile.isEmpty());
-    EXPECT_EQ(app->device().mOutputs.numMonitorOutputs, 0);
+    EXPECT_TRUE(app->session().settings().mSensorFile.isEmpty());
+    EXPECT_EQ(app->session().device().mOutputs.numMonitorOutputs, 0);
 
     QCloseEvent close;
     QApplication::sendEvent(app.get(), &close);
@@ -188,13 +187,13 @@ TEST_F(AppTest, NoOutputsLeaveTheProgramWithoutAGraphButKeepTheSettings)
     app = std::make_unique<CZircApp>();
 
     EXPECT_EQ(dialogs.warningTexts(), QStringList{kNoDevice});
-    EXPECT_TRUE(app->device().mOutputs.channels.empty());
-    EXPECT_GT(app->graphResult(), CZircApp::kGraphOffset);
+    EXPECT_TRUE(app->session().device().mOutputs.channels.empty());
+    EXPECT_GT(app->session().graphResult(), CSession::kGraphOffset);
     app->start();
     app->updateTheta(0, 40);
     app->setHpIndex(2);
-    EXPECT_FALSE(app->graph()->isStarted());
-    EXPECT_EQ(app->settings().mSensorFile, s.mSensorFile);
+    EXPECT_FALSE(app->session().graph()->isStarted());
+    EXPECT_EQ(app->session().settings().mSensorFile, s.mSensorFile);
 }
 
 TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
@@ -202,37 +201,37 @@ TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
     fake.config.names.clear();
     app = std::make_unique<CZircApp>(); // no ini file: emulation on
 
-    ASSERT_NE(app->emulation(), nullptr);
-    EXPECT_EQ(app->box()->mPortState.load(), 1);
-    EXPECT_EQ(app->device().mDevice, QStringLiteral("ASIO TCAT Dice EVM Platform"));
-    EXPECT_EQ(app->device().mZibGroupMask, 7);
-    EXPECT_EQ(app->device().mNumDriverInputs, 32);
-    EXPECT_EQ(app->settings().mInputMode, 0);
+    ASSERT_NE(app->session().emulation(), nullptr);
+    EXPECT_EQ(app->session().box()->mPortState.load(), 1);
+    EXPECT_EQ(app->session().device().mDevice, QStringLiteral("ASIO TCAT Dice EVM Platform"));
+    EXPECT_EQ(app->session().device().mZibGroupMask, 7);
+    EXPECT_EQ(app->session().device().mNumDriverInputs, 32);
+    EXPECT_EQ(app->session().settings().mInputMode, 0);
     EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, not calibrated)"));
-    EXPECT_EQ(app->device().mOutputs.channels.front(), 8);
+    EXPECT_EQ(app->session().device().mOutputs.channels.front(), 8);
     EXPECT_NE(app->optionsWindow()->zibOutputPage(), nullptr);
     EXPECT_TRUE(dialogs.warnings.empty());
 
     app->start();
     ASSERT_TRUE(hostIsRunning());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return app->calibrated(); }, 3000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return app->session().calibrated(); }, 3000));
     EXPECT_EQ(app->windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, calibrated)"));
 
     // Each capsule's gain makes up its sensitivity error, as the box's block describes it
     // (hundredths of a decibel).
-    const CVolumeControl* input = app->graph()->volumeControl(CAudioGraph::stageInputVolume);
+    const CAudioGraph* graph = app->session().graph();
     for (int c = 0; c < 32; ++c) {
-        const float expected = std::pow(10.0f, 0.05f * app->emulation()->model().capsuleErrorDb(c));
-        EXPECT_NEAR(app->calibrationGains()[static_cast<std::size_t>(c)], expected, expected * 0.0012f) << c;
-        EXPECT_FLOAT_EQ(input->gain(c), app->calibrationGains()[static_cast<std::size_t>(c)]) << c;
+        const float expected = std::pow(10.0f, 0.05f * app->session().emulation()->model().capsuleErrorDb(c));
+        EXPECT_NEAR(app->session().calibrationGains()[static_cast<std::size_t>(c)], expected, expected * 0.0012f) << c;
+        EXPECT_FLOAT_EQ(graph->inputChannelGain(c), app->session().calibrationGains()[static_cast<std::size_t>(c)]) << c;
     }
 
     // The stream runs: the input level sees the modelled scene.
     float peaks[32] = {};
     float envelopes[32] = {};
-    CMaxValue* level = app->graph()->maxValue(CAudioGraph::stageInputLevel);
+    vkLevelSource& level = app->session().levels(CAudioGraph::levelInput);
     EXPECT_TRUE(QTest::qWaitFor([&] {
-        level->takeLevels(peaks, envelopes, 32);
+        level.takeLevels(peaks, envelopes, 32);
         return peaks[0] > 1e-4f;
     }, 3000));
     app->stop();
@@ -246,9 +245,9 @@ TEST_F(AppTest, EmulatedHardwareIsCalibratedAndRuns)
     for (int c = 8; c < 16; ++c)
         expected.push_back(c);
     expected.insert(expected.end(), {0, 1});
-    EXPECT_EQ(app->device().mOutputs.channels, expected);
-    EXPECT_EQ(app->graph()->monitorOutput(0), 16);
-    EXPECT_TRUE(app->calibrated()); // the new graph has the gains as well
-    EXPECT_FLOAT_EQ(app->graph()->volumeControl(CAudioGraph::stageInputVolume)->gain(5), app->calibrationGains()[5]);
+    EXPECT_EQ(app->session().device().mOutputs.channels, expected);
+    EXPECT_EQ(app->session().graph()->monitorOutput(0), 16);
+    EXPECT_TRUE(app->session().calibrated()); // the new graph has the gains as well
+    EXPECT_FLOAT_EQ(app->session().graph()->inputChannelGain(5), app->session().calibrationGains()[5]);
     EXPECT_TRUE(dialogs.warnings.empty());
 }

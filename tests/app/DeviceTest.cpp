@@ -1,10 +1,11 @@
 // Opening the audio device against the fake driver: every message of the chain, shown
 // once with the application's title, and the results raised by 20000.
 
-#include "app/CAudioDevice.h"
+#include "session/CAudioDevice.h"
 #include "device/vkHost.h"
 #include "tests/app/AppTestSupport.h"
 #include "tests/device/CFakeDriver.h"
+#include "widgets/CDialogSeam.h"
 
 
 namespace {
@@ -29,7 +30,12 @@ protected:
 
     CFakeBackend fake;
     DialogAnswers dialogs;
-    CAudioDevice device{nullptr, kTitle};
+    // The device's questions go through the dialog seam, as the main window sends them.
+    CAudioDevice device{[](const QString& text) { CDialogSeam::message(nullptr, QMessageBox::Warning, kTitle, text); },
+                        [](const QStringList& names) {
+                            return CDialogSeam::getItem(nullptr, CAudioDevice::kChooseTitle, CAudioDevice::kChooseText,
+                                                        names);
+                        }};
 };
 } // namespace
 

@@ -57,8 +57,8 @@ protected:
 TEST_F(JackServerLoss, ATakeKeepsEveryFrameUpToTheLossAndPlayReachesTheNextServer)
 {
     app = std::make_unique<CZircApp>();
-    ASSERT_EQ(app->device().mDevice, QString::fromLatin1(CJackDriver::kName));
-    ASSERT_EQ(app->graphResult(), 0);
+    ASSERT_EQ(app->session().device().mDevice, QString::fromLatin1(CJackDriver::kName));
+    ASSERT_EQ(app->session().graphResult(), 0);
     // Recording from the stream's first block, so that the takes hold every block it ran.
     QStringList takes;
     for (int sink : {CAudioGraph::sinkArray, CAudioGraph::sinkBeams})
@@ -72,7 +72,7 @@ TEST_F(JackServerLoss, ATakeKeepsEveryFrameUpToTheLossAndPlayReachesTheNextServe
 
     server->killHard();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !dialogs.warnings.empty(); }, 5000)) << "nobody noticed";
-    const long frames = long(blocks()) * app->device().mBlockLength;
+    const long frames = long(blocks()) * app->session().device().mBlockLength;
     EXPECT_FALSE(hostIsRunning());
     EXPECT_TRUE(down(CAudioTransport::StopButton));
     EXPECT_FALSE(down(CAudioTransport::PlayButton));

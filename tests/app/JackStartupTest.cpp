@@ -8,7 +8,7 @@
 #include "device/drivers/CJackDriver.h"
 #include "emulation/CSoundScene.h"
 #include "device/vkHost.h"
-#include "stages/CMaxValue.h"
+#include "stages/vkLevelSource.h"
 #include "tests/app/AppTestSupport.h"
 #include "tests/support/DummyJackServer.h"
 #include "tests/support/JackTestClient.h"
@@ -50,22 +50,22 @@ TEST_F(JackStartup, TheServerIsOfferedOpenedAndRuns)
 
     EXPECT_TRUE(dialogs.offeredItems.contains(QString::fromLatin1(CJackDriver::kName)));
     EXPECT_FALSE(dialogs.offeredItems.contains(QStringLiteral("ASIO TCAT Dice EVM Platform")));
-    EXPECT_EQ(app.box()->mPortState.load(), 0); // nothing answers as the box
+    EXPECT_EQ(app.session().box()->mPortState.load(), 0); // nothing answers as the box
     EXPECT_TRUE(dialogs.warnings.empty());
-    EXPECT_EQ(app.device().mDevice, QString::fromLatin1(CJackDriver::kName));
-    EXPECT_EQ(app.device().mBlockLength, 512);
+    EXPECT_EQ(app.session().device().mDevice, QString::fromLatin1(CJackDriver::kName));
+    EXPECT_EQ(app.session().device().mBlockLength, 512);
     EXPECT_EQ(app.windowTitle(), QStringLiteral("Vantoria -- beta -- (fs = 44.1kHz, )"));
-    ASSERT_EQ(app.graphResult(), 0);
-    EXPECT_EQ(app.graph()->inputMode(), CAudioGraph::inputLive);
+    ASSERT_EQ(app.session().graphResult(), 0);
+    EXPECT_EQ(app.session().graph()->inputMode(), CAudioGraph::inputLive);
 
     app.start();
     ASSERT_TRUE(hostIsRunning());
     // Silence from the server still carries the graph's anti-denormal offset to the meter.
     float peaks[32] = {};
     float envelopes[32] = {};
-    CMaxValue* level = app.graph()->maxValue(CAudioGraph::stageInputLevel);
+    vkLevelSource& level = app.session().levels(CAudioGraph::levelInput);
     EXPECT_TRUE(QTest::qWaitFor([&] {
-        level->takeLevels(peaks, envelopes, 32);
+        level.takeLevels(peaks, envelopes, 32);
         return peaks[31] > 0.0f;
     }, 5000));
     app.stop();
@@ -120,8 +120,8 @@ TEST_F(JackStartup, ABeamSixDecibelsOverFullScaleReachesTheServerUnclipped)
 {
     dialogs.itemAnswer = QString::fromLatin1(CJackDriver::kName);
     CZircApp app;
-    ASSERT_EQ(app.graphResult(), 0);
-    ASSERT_EQ(app.graph()->inputMode(), CAudioGraph::inputLive);
+    ASSERT_EQ(app.session().graphResult(), 0);
+    ASSERT_EQ(app.session().graph()->inputMode(), CAudioGraph::inputLive);
     app.setInputGain(1.0f);
     app.setOutputMasterGain(1.0f);
     app.setOutputGain(0, 1.0f);

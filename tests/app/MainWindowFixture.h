@@ -5,7 +5,6 @@
 
 #include "app/CZircApp.h"
 #include "beamformer/CKorvane.h"
-#include "beamformer/CZirc.h"
 #include "graph/CAudioGraph.h"
 #include "device/vkHost.h"
 #include "tests/app/AppTestSupport.h"
@@ -67,8 +66,8 @@ protected:
         QTest::mouseClick(app->azimuthDisplay(), Qt::LeftButton, {}, *a);
         QTest::mouseClick(app->elevationDisplay(), Qt::LeftButton, {}, *e);
     }
-    float graphPhi(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->phiDegrees(); }
-    float graphTheta(int beam) const { return app->graph()->beamformer()->engine()->mbf(beam)->thetaDegrees(); }
+    float graphPhi(int beam) const { return app->session().graph()->beamPhi(beam); }
+    float graphTheta(int beam) const { return app->session().graph()->beamTheta(beam); }
 
     apptest::WorkingDirectory dir;
     DialogAnswers dialogs;

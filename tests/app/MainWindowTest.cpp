@@ -46,7 +46,7 @@ TEST_F(MainWindowTest, PlaySteerRecordStopAndClose)
     ASSERT_EQ(tracks->numTracks(), 2);
     EXPECT_EQ(app->azimuthDisplay()->numTracks(), 2);
     EXPECT_EQ(app->elevationDisplay()->numTracks(), 2);
-    EXPECT_EQ(app->graph()->numBeams(), 2);
+    EXPECT_EQ(app->session().graph()->numBeams(), 2);
 
     press(CAudioTransport::PlayButton);
     ASSERT_TRUE(hostIsRunning());
@@ -67,8 +67,8 @@ TEST_F(MainWindowTest, PlaySteerRecordStopAndClose)
     const int other = tracks->patternIndex(active) == 0 ? 1 : 0;
     tracks->track(active)->patternBox()->setCurrentIndex(other);
     ASSERT_EQ(tracks->patternIndex(active), other);
-    std::vector<float> response(static_cast<std::size_t>(app->graph()->maxPolarPoints()));
-    app->graph()->patternResponse(other, tracks->parameterIndex(active), response.data(), nullptr);
+    std::vector<float> response(static_cast<std::size_t>(app->session().graph()->maxPolarPoints()));
+    app->session().graph()->patternResponse(other, tracks->parameterIndex(active), response.data(), nullptr);
     const tBeamPlot* plot = app->azimuthDisplay()->plot(active);
     ASSERT_GT(plot->mNumPoints, 1);
     for (int i = 0; i < plot->mNumPoints; ++i)
@@ -125,7 +125,7 @@ TEST_F(MainWindowTest, SavingTheTracksAtCloseKeepsTheirFileForTheNextStart)
     ASSERT_NO_FATAL_FAILURE(open());
     CBeamSelection* tracks = app->beamSelection();
     tracks->addButton()->click();
-    ASSERT_EQ(app->graph()->numBeams(), 3);
+    ASSERT_EQ(app->session().graph()->numBeams(), 3);
     pick(2);
     drag(170, 200);
     const int phi = tracks->phi(2);
@@ -146,7 +146,7 @@ TEST_F(MainWindowTest, SavingTheTracksAtCloseKeepsTheirFileForTheNextStart)
     hostInit();
     ASSERT_NO_FATAL_FAILURE(open());
     ASSERT_EQ(app->beamSelection()->numTracks(), 3);
-    EXPECT_EQ(app->graph()->numBeams(), 3);
+    EXPECT_EQ(app->session().graph()->numBeams(), 3);
     EXPECT_EQ(app->azimuthDisplay()->numTracks(), 3);
     EXPECT_EQ(app->beamSelection()->phi(2), phi);
     EXPECT_EQ(graphPhi(2), static_cast<float>(phi));
@@ -167,11 +167,11 @@ TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidg
                                                          app->recordingSinks()};
 
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
-    EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputFile);
+    EXPECT_EQ(app->session().graph()->inputMode(), CAudioGraph::inputFile);
     EXPECT_FALSE(app->inputVolume()->isEnabled());
     dialogs.fileAnswer = sixteen;
     app->inputSource()->loadButton()->click();
-    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingStraight);
+    EXPECT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingStraight);
     for (QWidget* w : beamWidgets)
         EXPECT_FALSE(w->isEnabled()) << w->metaObject()->className();
     EXPECT_EQ(app->navigator()->numSamples(), 2 * 44100);
@@ -191,21 +191,21 @@ TEST_F(MainWindowTest, AFileOfSixteenChannelsPlaysStraightThroughWithTheBeamWidg
 
     // Live is beamformed again; back in file mode the same file goes straight through.
     app->inputSource()->modeButton(CInputSourceSelection::Live)->click();
-    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    EXPECT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingBeamforming);
     EXPECT_TRUE(app->beamSelection()->isEnabled());
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
-    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingStraight);
+    EXPECT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingStraight);
     EXPECT_FALSE(app->beamSelection()->isEnabled());
 
     // A file of the array's 32 channels is beamformed: the beam widgets come back on.
     dialogs.fileAnswer = full;
     app->inputSource()->loadButton()->click();
-    EXPECT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    EXPECT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingBeamforming);
     for (QWidget* w : beamWidgets)
         EXPECT_TRUE(w->isEnabled()) << w->metaObject()->className();
 
     app->inputSource()->modeButton(CInputSourceSelection::Live)->click();
-    EXPECT_EQ(app->graph()->inputMode(), CAudioGraph::inputLive);
+    EXPECT_EQ(app->session().graph()->inputMode(), CAudioGraph::inputLive);
     EXPECT_TRUE(app->inputVolume()->isEnabled());
     EXPECT_TRUE(dialogs.warnings.empty());
     app->close();
@@ -231,7 +231,7 @@ TEST_F(MainWindowTest, TheArraySinkIsOffInFileModeAndComesBackLive)
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
     dialogs.fileAnswer = full;
     app->inputSource()->loadButton()->click();
-    ASSERT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    ASSERT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingBeamforming);
     ASSERT_TRUE(sinks->isEnabled());
     EXPECT_FALSE(array->isEnabled());
     EXPECT_FALSE(array->isChecked());
@@ -269,13 +269,13 @@ TEST_F(MainWindowTest, ChangingOutputsWhilePlayingKeepsWhatTheWidgetsShow)
     drag(10, 60);
     const int phi = tracks->phi(0);
     press(CAudioTransport::PlayButton);
-    const CAudioGraph* before = app->graph();
+    const CAudioGraph* before = app->session().graph();
 
     app->updateZibOutputGroups(7, 4);
-    ASSERT_NE(app->graph(), before);
+    ASSERT_NE(app->session().graph(), before);
     EXPECT_TRUE(hostIsRunning());
     EXPECT_TRUE(app->transport()->button(CAudioTransport::PlayButton)->isChecked());
-    EXPECT_EQ(app->graph()->numBeams(), 2);
+    EXPECT_EQ(app->session().graph()->numBeams(), 2);
     EXPECT_EQ(graphPhi(0), static_cast<float>(phi));
     press(CAudioTransport::StopButton);
     EXPECT_FALSE(hostIsRunning());

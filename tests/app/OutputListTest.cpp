@@ -1,7 +1,7 @@
 // The driver outputs of the beams and the monitor: the box's groups in their order, or a
 // count from an offset, and monitor outputs that take over beam outputs or are added.
 
-#include "app/CAudioDevice.h"
+#include "session/CAudioDevice.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The ini file: defaults on a first run, every key round-trips, each write starts from an
 // empty file, and files the program cannot use never stop it.
 
-#include "app/CZircSettings.h"
+#include "session/CZircSettings.h"
 #include "tests/app/AppTestSupport.h"
 
 #include <QDir>

@@ -71,9 +71,8 @@ TEST_F(SoundMapWindowTest, TheLiveMapFindsTheSourcesSteersTheActiveBeamAndOutliv
     QTest::mouseDClick(app->azimuthDisplay(), Qt::LeftButton, {}, azimuthAt(150));
     const Direction steered{double(tracks->theta(1)), double(tracks->phi(1))};
     EXPECT_LE(degreesBetween(steered, kSources[1]), 5.0) << steered.theta << ", " << steered.phi;
-    const CMbf* beam = app->graph()->beamformer()->engine()->mbf(1);
-    EXPECT_NEAR(beam->phiDegrees(), steered.phi, 0.5);
-    EXPECT_NEAR(beam->thetaDegrees(), steered.theta, 0.5);
+    EXPECT_NEAR(app->session().graph()->beamPhi(1), steered.phi, 0.5);
+    EXPECT_NEAR(app->session().graph()->beamTheta(1), steered.theta, 0.5);
     EXPECT_NEAR(app->azimuthDisplay()->plot(1)->mPhi, steered.phi, 0.5);
     EXPECT_EQ(app->elevationDisplay()->mapPlane(), tracks->phi(1));
     EXPECT_EQ(tracks->phi(0), 0);
@@ -107,7 +106,7 @@ TEST_F(SoundMapWindowTest, AFileOfSixteenChannelsShowsANoteAndNoMap)
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
     dialogs.fileAnswer = sixteen;
     app->inputSource()->loadButton()->click();
-    ASSERT_EQ(app->graph()->processingMode(), CAudioGraph::processingStraight);
+    ASSERT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingStraight);
     press(CAudioTransport::PlayButton);
     QTest::qWait(5 * CSoundMapFeed::kPeriodMs);
     for (const vkMapBackdrop* map : {&app->azimuthDisplay()->soundMap(), &app->elevationDisplay()->soundMap()}) {

@@ -31,13 +31,13 @@ TEST_F(StatusLineTest, ShowsTheEmulatedDeviceAndItsLoadWhileRunning)
     fake.config.names.clear();
     app = std::make_unique<CZircApp>(); // no ini file: the emulated hardware
     ASSERT_EQ(app->statusBar(), app->statusLine());
-    ASSERT_TRUE(app->device().isOpen());
-    EXPECT_TRUE(line().startsWith(app->device().mDevice)) << line().toStdString();
+    ASSERT_TRUE(app->session().device().isOpen());
+    EXPECT_TRUE(line().startsWith(app->session().device().mDevice)) << line().toStdString();
     EXPECT_TRUE(line().contains(QStringLiteral("44100 Hz"))) << line().toStdString();
-    EXPECT_GT(app->device().mBlockLength, 0);
-    EXPECT_EQ(figure(QStringLiteral("block")), app->device().mBlockLength);
+    EXPECT_GT(app->session().device().mBlockLength, 0);
+    EXPECT_EQ(figure(QStringLiteral("block")), app->session().device().mBlockLength);
     // The emulated box holds one block on the way in and one on the way out.
-    EXPECT_EQ(figure(QStringLiteral("latency")), CStatusLine::kBeamformerLatency + 2 * app->device().mBlockLength);
+    EXPECT_EQ(figure(QStringLiteral("latency")), CStatusLine::kBeamformerLatency + 2 * app->session().device().mBlockLength);
     EXPECT_EQ(figure(QStringLiteral("missed callbacks")), 0);
 
     app->start();

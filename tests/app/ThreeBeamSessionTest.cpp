@@ -92,8 +92,7 @@ protected:
     // Stop once the beams' sink holds `frames`; Stop ends the recording too.
     void stopOnceRecorded(long frames)
     {
-        const CAudioFile* beams = app->graph()->audioFile(CAudioGraph::sinkStage(CAudioGraph::sinkBeams));
-        EXPECT_TRUE(QTest::qWaitFor([&] { return beams->position() >= frames; }, 30000));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return app->session().takePosition(CAudioGraph::sinkBeams) >= frames; }, 30000));
         press(CAudioTransport::StopButton);
         EXPECT_FALSE(hostIsRunning());
         EXPECT_FALSE(app->transport()->button(CAudioTransport::RecordButton)->isChecked());
@@ -153,7 +152,7 @@ void expectArrayRecording(const Channels& mic, const default_scene::Take& scene,
 TEST_F(ThreeBeamSession, LiveEachBeamCarriesItsSourceTenDecibelsAboveTheOthers)
 {
     ASSERT_NO_FATAL_FAILURE(open());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return app->calibrated(); }, 3000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return app->session().calibrated(); }, 3000));
     ASSERT_NO_FATAL_FAILURE(aimThreeBeams());
     app->recordingSinks()->sinkSwitch(CAudioGraph::sinkArray)->setChecked(true);
     app->recordingSinks()->sinkSwitch(CAudioGraph::sinkBeams)->setChecked(true);
@@ -173,7 +172,7 @@ TEST_F(ThreeBeamSession, LiveEachBeamCarriesItsSourceTenDecibelsAboveTheOthers)
     EXPECT_EQ(mic.frames(), out.frames()); // both sinks ran over the same blocks
 
     const default_scene::Take scene = default_scene::render(kRate, mic.frames());
-    expectArrayRecording(mic, scene, app->emulation()->model(), app->inputVolume()->sliderGain());
+    expectArrayRecording(mic, scene, app->session().emulation()->model(), app->inputVolume()->sliderGain());
     // The beams' sink started with the array's, so the fit finds them on the same timeline.
     const DryFit tune(scene.dry[0], kSkip, kRate / 4);
     EXPECT_EQ(source_separation::fitDelay(out.data[0].data(), out.frames(), tune, kSkip, kBlock, 8), 0);
@@ -192,7 +191,7 @@ TEST_F(ThreeBeamSession, FromAFileOfTheSceneTheBeamsComeOutAndASectionPlaysInALo
     app->inputSource()->modeButton(CInputSourceSelection::File)->click();
     dialogs.fileAnswer = sensorFile;
     app->inputSource()->loadButton()->click();
-    ASSERT_EQ(app->graph()->processingMode(), CAudioGraph::processingBeamforming);
+    ASSERT_EQ(app->session().graph()->processingMode(), CAudioGraph::processingBeamforming);
     CAudioFileNavigator* navigator = app->navigator();
     ASSERT_EQ(navigator->numSamples(), kFileFrames);
     ASSERT_NO_FATAL_FAILURE(aimThreeBeams());

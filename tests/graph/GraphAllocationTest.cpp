@@ -28,7 +28,7 @@ TEST(GraphAllocation, ProcessAllocatesNothingAcrossLiveChanges)
             ASSERT_EQ(g.setPattern(beam, pattern), vkOk);
             ASSERT_EQ(g.setParameter(beam, 0), vkOk);
         }
-        g.volumeControl(CAudioGraph::stageBeamVolume)->setChannelVolume(beam, 0.5f + 0.01f * float(block));
+        g.setBeamGain(beam, 0.5f + 0.01f * float(block));
         const float gains[2] = {1.0f, 0.9f};
         g.setInputChannelGains(gains, 2);
         const int outputs[2] = {block % 8, (block + 3) % 8};

@@ -1,6 +1,7 @@
 // Configuration of the graph: the formats it runs, what a started graph refuses, and the
 // limits of the beam count, the monitor and the high-pass choice.
 
+#include "tests/support/AudioGraphProbe.h"
 #include "tests/graph/GraphRig.h"
 
 #include "audiofile/CAudioFile.h"
@@ -112,7 +113,7 @@ TEST(GraphConfigure, BeamCountClampsActivatesTheNodeAndSizesTheBeamRecorder)
 {
     Rig rig(18);
     CAudioGraph& g = rig.graph;
-    CKorvane* engine = g.beamformer()->engine();
+    CKorvane* engine = CAudioGraphProbe(g).beamformer()->engine();
     // A new graph runs only the beams of its count.
     EXPECT_TRUE(engine->beamActive(1));
     EXPECT_FALSE(engine->beamActive(2));
@@ -125,7 +126,7 @@ TEST(GraphConfigure, BeamCountClampsActivatesTheNodeAndSizesTheBeamRecorder)
         SCOPED_TRACE(c.asked);
         EXPECT_EQ(g.setNumBeams(c.asked), vkOk);
         EXPECT_EQ(g.numBeams(), c.kept);
-        EXPECT_EQ(g.audioFile(CAudioGraph::stageBeamRecorder)->inFormat().channels(), c.kept);
+        EXPECT_EQ(CAudioGraphProbe(g).audioFile(CAudioGraph::stageBeamRecorder)->inFormat().channels(), c.kept);
         for (int b = 0; b < g.maxBeams(); ++b)
             EXPECT_EQ(engine->beamActive(b), b < c.kept) << "beam " << b;
     }
@@ -182,7 +183,7 @@ TEST(GraphConfigure, HighpassOffersFourCornersOnEveryBeam)
     EXPECT_EQ(two[2], -1);
 
     for (int b = 0; b < g.maxBeams(); ++b)
-        EXPECT_EQ(g.highpass()->sections(b), 3) << "beam " << b;
+        EXPECT_EQ(CAudioGraphProbe(g).highpass()->sections(b), 3) << "beam " << b;
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 // count plays straight through, the array recorder takes the signal without the
 // anti-denormal offset, and files outside the rate range are refused.
 
+#include "tests/support/AudioGraphProbe.h"
 #include "tests/graph/GraphRig.h"
 
 #include "audiofile/CAudioFile.h"
@@ -125,10 +126,10 @@ TEST(GraphFile, ThirtyTwoChannelFileReachesOutputsAndBeamRecorderAsBeams)
     steer(g, node, {{0, 90.0f, 0.0f}, {4, 60.0f, 120.0f}, {9, 135.0f, 250.0f}});
 
     ASSERT_EQ(g.openInputFile(source.toLocal8Bit().constData()), vkOk);
-    CAudioFile* recorder = g.audioFile(CAudioGraph::stageBeamRecorder);
+    CAudioFile* recorder = CAudioGraphProbe(g).audioFile(CAudioGraph::stageBeamRecorder);
     ASSERT_EQ(recorder->openFile(take, 0), vkOk);
     ASSERT_EQ(recorder->startFile(true), vkOk);
-    startAndPrime(g.audioFile(CAudioGraph::stageFilePlayer));
+    startAndPrime(CAudioGraphProbe(g).audioFile(CAudioGraph::stageFilePlayer));
     ASSERT_EQ(g.start(), vkOk);
     ASSERT_EQ(node.start(), vkOk);
 
@@ -177,12 +178,12 @@ TEST(GraphFile, TwoChannelFilePlaysStraightThroughWithoutTheBeamRecorder)
     CAudioGraph g;
     ASSERT_EQ(g.configure(format(32, 48000.0f), format(4, 48000.0f)), vkOk);
     ASSERT_EQ(g.openInputFile(source.toLocal8Bit().constData()), vkOk);
-    ASSERT_EQ(g.audioFile(CAudioGraph::stageFilePlayer)->fileChannels(), 2);
+    ASSERT_EQ(CAudioGraphProbe(g).audioFile(CAudioGraph::stageFilePlayer)->fileChannels(), 2);
     ASSERT_EQ(g.setProcessingMode(CAudioGraph::processingStraight), vkOk);
-    CAudioFile* recorder = g.audioFile(CAudioGraph::stageBeamRecorder);
+    CAudioFile* recorder = CAudioGraphProbe(g).audioFile(CAudioGraph::stageBeamRecorder);
     ASSERT_EQ(recorder->openFile(take, 0), vkOk);
     ASSERT_EQ(recorder->startFile(true), vkOk);
-    startAndPrime(g.audioFile(CAudioGraph::stageFilePlayer));
+    startAndPrime(CAudioGraphProbe(g).audioFile(CAudioGraph::stageFilePlayer));
     ASSERT_EQ(g.start(), vkOk);
 
     Channels out(4);
@@ -212,7 +213,7 @@ TEST(GraphFile, ArrayRecordingCarriesNoAntiDenormalOffset)
     const QString take = dir.filePath("array.wav");
     Rig rig(2);
     CAudioGraph& g = rig.graph;
-    CAudioFile* recorder = g.audioFile(CAudioGraph::sinkStage(CAudioGraph::sinkArray));
+    CAudioFile* recorder = CAudioGraphProbe(g).audioFile(CAudioGraph::sinkStage(CAudioGraph::sinkArray));
     ASSERT_EQ(recorder->openFile(take, 0), vkOk);
     ASSERT_EQ(recorder->startFile(true), vkOk);
     ASSERT_EQ(g.start(), vkOk);

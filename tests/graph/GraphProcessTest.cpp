@@ -2,6 +2,7 @@
 // anti-denormal offset, a failing stage, the beam chain's shortcuts, the high-pass at the
 // graph's rate and a stop.
 
+#include "tests/support/AudioGraphProbe.h"
 #include "tests/graph/GraphRig.h"
 
 #include "beamformer/CZirc.h"
@@ -48,7 +49,7 @@ TEST(GraphProcess, FewOutputsCarryTheFirstBeamsWhileTheLevelSeesThemAll)
         ASSERT_EQ(rig.run(noise), vkOk);
     for (int ch = 0; ch < 4; ++ch)
         EXPECT_EQ(maxDifference(rig.out.pointers[ch], rig.graph.outputBus()->channel(ch), kBlock), 0.0f);
-    const std::vector<float> level = peaks(rig.graph.maxValue(CAudioGraph::stageOutputLevel), 18);
+    const std::vector<float> level = peaks(CAudioGraphProbe(rig.graph).maxValue(CAudioGraph::stageOutputLevel), 18);
     for (int b = 0; b < 18; ++b)
         EXPECT_GT(level[b], 0.0f) << "beam " << b;
 }
@@ -63,7 +64,7 @@ TEST(GraphProcess, MonitorOverwritesTheOutputsItSpeaksOn)
     const float gains[6] = {1, 1, 1, 1, 1, 2};
     g.setInputChannelGains(gains, 6);
     twin.graph.setInputChannelGains(gains, 6);
-    g.volumeControl(CAudioGraph::stageMonitorVolume)->setMasterVolume(0.5f);
+    g.setMonitorGain(0.5f);
     const int outputs[] = {1, 3};
     ASSERT_EQ(g.setMonitorOutputs(outputs, 2), vkOk);
     g.setMonitorSource(CAudioGraph::monitorInputBus, 5);
@@ -117,9 +118,9 @@ TEST(GraphProcess, InputBusCarriesTheAntiDenormalOffsetToLevelAndStraightOutputs
     // Silence in: the input level of the beamforming chain sees the offset alone.
     ASSERT_EQ(g.setProcessingMode(CAudioGraph::processingBeamforming), vkOk);
     rig.in.fill(0.0f);
-    peaks(g.maxValue(CAudioGraph::stageInputLevel), 32);
+    peaks(CAudioGraphProbe(g).maxValue(CAudioGraph::stageInputLevel), 32);
     ASSERT_EQ(g.process(rig.in.data(), rig.out.data(), kBlock), vkOk);
-    for (float p : peaks(g.maxValue(CAudioGraph::stageInputLevel), 32))
+    for (float p : peaks(CAudioGraphProbe(g).maxValue(CAudioGraph::stageInputLevel), 32))
         EXPECT_EQ(p, CAudioGraph::kAntiDenormal);
 }
 
@@ -136,12 +137,12 @@ TEST(GraphProcess, FailingInputStageEndsTheBlockAfterTheOffset)
     noise.fill(rig.in);
     rig.in.pointers[31] = nullptr;
     rig.out.fill(kSentinel);
-    peaks(g.maxValue(CAudioGraph::stageInputLevel), 32);
+    peaks(CAudioGraphProbe(g).maxValue(CAudioGraph::stageInputLevel), 32);
 
     EXPECT_NE(g.process(rig.in.data(), rig.out.data(), kBlock), vkOk);
     for (int ch = 0; ch < 4; ++ch)
         EXPECT_TRUE(allEqual(rig.out.pointers[ch], kBlock, kSentinel)) << "output " << ch;
-    for (float p : peaks(g.maxValue(CAudioGraph::stageInputLevel), 32))
+    for (float p : peaks(CAudioGraphProbe(g).maxValue(CAudioGraph::stageInputLevel), 32))
         EXPECT_EQ(p, 0.0f);
     std::vector<float> expected(kBlock);
     for (int i = 0; i < kBlock; ++i)
@@ -249,7 +250,7 @@ TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
     ASSERT_EQ(g.setNumBeams(kBeams), vkOk);
     ASSERT_EQ(g.start(), vkOk);
     FullBeamChain full(kBeams);
-    CVolumeControl* volume = g.volumeControl(CAudioGraph::stageBeamVolume);
+    CVolumeControl* volume = CAudioGraphProbe(g).volumeControl(CAudioGraph::stageBeamVolume);
     const std::function<void(CVolumeControl*)> changes[] = {
         [](CVolumeControl*) {},
         [](CVolumeControl* v) {
@@ -269,7 +270,7 @@ TEST(GraphProcess, BeamChainShortcutsGiveTheFullComputation)
     };
     const int sets[] = {3, 3, 0, 0, 0, 1, 0, 2, 2, 0, 0, 0};
     Noise noise(10);
-    CMaxValue* level = g.maxValue(CAudioGraph::stageOutputLevel);
+    CMaxValue* level = CAudioGraphProbe(g).maxValue(CAudioGraph::stageOutputLevel);
     for (int block = 0; block < int(std::size(sets)); ++block) {
         for (CVolumeControl* v : {volume, &full.volume})
             changes[std::size_t(block) % std::size(changes)](v);

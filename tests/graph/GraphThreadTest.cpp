@@ -45,8 +45,8 @@ TEST(GraphThreads, ControlChangesWhileBlocksRunOnAnotherThread)
         g.setMonitorSource(step % 2, step % 40);
         g.setHighpass(step % g.highpassCount());
         g.setPhi(step % 6, float((step * 13) % 360));
-        g.volumeControl(CAudioGraph::stageBeamVolume)->setChannelVolume(step % 6, 0.8f);
-        g.maxValue(CAudioGraph::stageOutputLevel)->takeLevels(peaks, envelopes, 18);
+        g.setBeamGain(step % 6, 0.8f);
+        g.takeLevels(CAudioGraph::levelOutput, peaks, envelopes, 18);
         std::this_thread::yield();
     }
     audio.join();

@@ -57,7 +57,7 @@ struct ReferenceGraph {
             graph.setPhi(b, beams[b].phi);
             graph.setPattern(b, beams[b].pattern);
             graph.setParameter(b, beams[b].parameter);
-            graph.volumeControl(CAudioGraph::stageBeamVolume)->setChannelVolume(b, beams[b].gain);
+            graph.setBeamGain(b, beams[b].gain);
         }
         float calibration[32];
         for (int c = 0; c < 32; ++c)
@@ -147,7 +147,7 @@ TEST_F(RendererAgainstGraph, AnArrayFileGivesTheGraphsBeamsForEveryFrameOfTheFil
                               {0, 0, kPatternSuper3, 2, 1.0f},
                               {180, 90, kPatternDipole1, 0, 1.0f}});
     ASSERT_EQ(reference.graph.openInputFile(QFile::encodeName(path("array.wav")).constData()), vkOk);
-    reference.graph.audioFile(CAudioGraph::stageFilePlayer)->startFile(false);
+    reference.graph.startPlayback(false);
     expectSameSamples(file, reference.run(input.frames(), [](float**) {}));
 }
 

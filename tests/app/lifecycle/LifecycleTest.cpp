@@ -92,13 +92,13 @@ protected:
         app->resize(app->sizeHint());
         app->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(app.get()));
-        ASSERT_EQ(app->graphResult(), 0);
+        ASSERT_EQ(app->session().graphResult(), 0);
     }
     void press(CAudioTransport::Button which) { app->transport()->button(which)->click(); }
     bool takesRecorded() const
     {
         for (int sink : sinks)
-            if (app->graph()->audioFile(CAudioGraph::sinkStage(sink))->position() < kRecordFrames)
+            if (app->session().takePosition(sink) < kRecordFrames)
                 return false;
         return true;
     }
@@ -254,7 +254,7 @@ TEST_F(Lifecycle, ATestDriverPlayingAFileRunsAndCloses)
     const std::set<QObject*> before = sCensus->alive();
 
     ASSERT_NO_FATAL_FAILURE(open());
-    ASSERT_EQ(app->graph()->inputMode(), CAudioGraph::inputFile);
+    ASSERT_EQ(app->session().graph()->inputMode(), CAudioGraph::inputFile);
     press(CAudioTransport::PlayButton);
     ASSERT_TRUE(hostIsRunning());
     startRecording({CAudioGraph::sinkBeams}); // the array's sink takes live input only
@@ -287,7 +287,7 @@ TEST_F(Lifecycle, AJackClientRunsAndCloses)
     const std::set<QObject*> before = sCensus->alive();
 
     ASSERT_NO_FATAL_FAILURE(open());
-    ASSERT_EQ(app->device().mDevice, QString::fromLatin1(CJackDriver::kName));
+    ASSERT_EQ(app->session().device().mDevice, QString::fromLatin1(CJackDriver::kName));
     press(CAudioTransport::PlayButton);
     ASSERT_TRUE(hostIsRunning());
     EXPECT_GT(processThreads(), threads) << threadNames();

@@ -65,7 +65,7 @@ TEST_F(DeviceLoss, AResetRequestFinishesTheTakesAndPlayGoesOnWithTheDriverLoaded
     EXPECT_TRUE(text.startsWith(QStringLiteral("The audio device \"Fake Driver\" asked to be reset and has been opened again.")))
         << text.toStdString();
     EXPECT_EQ(fake.created(), created + 1) << "the driver was loaded anew";
-    EXPECT_TRUE(app->device().isOpen());
+    EXPECT_TRUE(app->session().device().isOpen());
     EXPECT_TRUE(line().startsWith(QStringLiteral("Fake Driver"))) << line().toStdString();
 
     press(CAudioTransport::PlayButton);
@@ -91,7 +91,7 @@ TEST_F(DeviceLoss, ADeviceGoneLeavesNoDeviceUntilPlayFindsItBack)
                              "stopped; a take in progress is finished in its file with everything recorded until "
                              "then.\nPress Play to open it again once it is back."))
         << dialogs.warnings[0].text.toStdString();
-    EXPECT_FALSE(app->device().isOpen());
+    EXPECT_FALSE(app->session().device().isOpen());
     EXPECT_EQ(line(), QStringLiteral("No audio device"));
 
     press(CAudioTransport::PlayButton);
@@ -106,7 +106,7 @@ TEST_F(DeviceLoss, ADeviceGoneLeavesNoDeviceUntilPlayFindsItBack)
     ASSERT_TRUE(hostIsRunning());
     EXPECT_TRUE(down(CAudioTransport::PlayButton));
     EXPECT_TRUE(line().startsWith(QStringLiteral("Fake Driver"))) << line().toStdString();
-    EXPECT_EQ(app->device().mBlockLength, blockLength());
+    EXPECT_EQ(app->session().device().mBlockLength, blockLength());
     // The graph runs on the device again: a take records every block.
     press(CAudioTransport::RecordButton);
     takes.clear();

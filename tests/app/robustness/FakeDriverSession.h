@@ -32,12 +32,12 @@ protected:
         s.mEmulateHardware = false;
         s.write(QStringLiteral("vantoria.ini"));
         app = std::make_unique<CZircApp>();
-        ASSERT_EQ(app->graphResult(), 0);
-        ASSERT_TRUE(app->device().isOpen());
+        ASSERT_EQ(app->session().graphResult(), 0);
+        ASSERT_TRUE(app->session().device().isOpen());
     }
     void press(CAudioTransport::Button which) { app->transport()->button(which)->click(); }
     bool down(CAudioTransport::Button which) const { return app->transport()->button(which)->isChecked(); }
-    int blockLength() const { return app->device().mBlockLength; }
+    int blockLength() const { return app->session().device().mBlockLength; }
 
     // One driver block; false when the stream is not running.
     bool runBlock()

@@ -51,7 +51,7 @@ TEST_F(PlaybackFaults, AFileRemovedWhilePlayingPlaysToItsEndAndRoundAgain)
     app->inputSource()->loadButton()->click();
     const int frames = kSeconds * kRate;
     ASSERT_EQ(app->navigator()->numSamples(), frames);
-    const CAudioFile* player = app->graph()->audioFile(CAudioGraph::stageFilePlayer);
+    const CSession& session = app->session();
 
     press(CAudioTransport::PlayButton);
     runBlocks(10);
@@ -62,23 +62,23 @@ TEST_F(PlaybackFaults, AFileRemovedWhilePlayingPlaysToItsEndAndRoundAgain)
     // A position that stands still (a read that never came) ends the loop at its limit.
     const int limit = 2 * frames / blockLength();
     Level early, late;
-    for (int n = 0; player->position() < frames && n < limit && runBlock(); ++n) {
-        const int at = player->position() - blockLength();
+    for (int n = 0; session.playbackPosition() < frames && n < limit && runBlock(); ++n) {
+        const int at = session.playbackPosition() - blockLength();
         if (at > kRate && at < 4 * kRate)
             early.add(lastOutput(0), blockLength());
         else if (at > 21 * kRate && at < 24 * kRate)
             late.add(lastOutput(0), blockLength());
     }
-    EXPECT_GE(player->position(), frames);
+    EXPECT_GE(session.playbackPosition(), frames);
     EXPECT_GT(early.rms(), 0.1);
     EXPECT_NEAR(late.rms(), early.rms(), 0.01 * early.rms());
 
     // Past the end the navigator goes back to the start (its loop is on unless switched
     // off), and the start is read again from the removed file.
-    ASSERT_TRUE(runBlocksUntil([&] { return player->position() < kRate; }, 500));
+    ASSERT_TRUE(runBlocksUntil([&] { return session.playbackPosition() < kRate; }, 500));
     Level again;
-    for (int n = 0; player->position() < 4 * kRate && n < limit && runBlock(); ++n) {
-        if (player->position() - blockLength() > kRate)
+    for (int n = 0; session.playbackPosition() < 4 * kRate && n < limit && runBlock(); ++n) {
+        if (session.playbackPosition() - blockLength() > kRate)
             again.add(lastOutput(0), blockLength());
     }
     EXPECT_NEAR(again.rms(), early.rms(), 0.01 * early.rms());

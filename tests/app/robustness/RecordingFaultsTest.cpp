@@ -115,9 +115,9 @@ TEST_F(RecordingFaults, OptionsAppliedMidTakeFinishItsFilesAndReleaseTheRecordBu
     CMonitorOptions* page = app->optionsWindow()->monitorPage();
     ASSERT_NE(page, nullptr);
     ASSERT_GT(page->offsetCombo()->count(), 1);
-    const CAudioGraph* before = app->graph();
+    const CAudioGraph* before = app->session().graph();
     page->offsetCombo()->setCurrentIndex(page->offsetCombo()->currentIndex() == 0 ? 1 : 0);
-    ASSERT_NE(app->graph(), before) << "the options did not rebuild the graph";
+    ASSERT_NE(app->session().graph(), before) << "the options did not rebuild the graph";
     expectTakeEndedAndStreamPlaying();
     EXPECT_EQ(file(0), mic) << "the labels still name the files of the take";
     EXPECT_EQ(file(1), out);

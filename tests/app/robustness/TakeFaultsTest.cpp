@@ -5,6 +5,7 @@
 // is reported at the start.
 
 #include "app/CStatusLine.h"
+#include "tests/support/AudioGraphProbe.h"
 #include "app/CTakeFolderCheck.h"
 #include "audiofile/CAudioFile.h"
 #include "audiofile/CUnfinishedTake.h"
@@ -26,7 +27,7 @@ class TakeFaults : public FakeDriverSession {
 protected:
     CRecordingSinkSelection* sinks() const { return app->recordingSinks(); }
     QString file(int sink) const { return dir.file(sinks()->fileLabel(sink)->text()); }
-    CAudioFile* recorder(int sink) const { return app->graph()->audioFile(CAudioGraph::sinkStage(sink)); }
+    CAudioFile* recorder(int sink) const { return CAudioGraphProbe(*app->session().graph()).audioFile(CAudioGraph::sinkStage(sink)); }
 };
 
 // A take of 3000 frames of the grid signal that a crash left without its sizes.

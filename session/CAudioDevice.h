@@ -2,25 +2,34 @@
 // The audio device as the application opens it: which driver, at what rate and block
 // length, which inputs, and the list of driver outputs that the beams and the monitor go
 // to; and what becomes of it when its driver asks for a reset or loses its device (a
-// JACK server that ends). Every failure is shown once, as a warning through CDialogSeam,
-// where it happens; results of the driver layer come back raised by 20000. Main thread only.
+// JACK server that ends). Every failure is told once, as a warning to the owner's
+// callback, where it happens; results of the driver layer come back raised by 20000. Main thread only.
 
-#include "app/CZircSettings.h"
+#include "session/CZircSettings.h"
 
 #include <QString>
+
+#include <functional>
+#include <optional>
 
 #include <array>
 #include <vector>
 
-class QWidget;
 
 class CAudioDevice {
 public:
     static constexpr int kDriverOffset = 20000;
     static constexpr int kMaxMonitorOutputs = 2;
 
-    // Warnings go to `parent` with `title`.
-    CAudioDevice(QWidget* parent, const QString& title);
+    using Warn = std::function<void(const QString& text)>;
+    // Asks which of the listed drivers to open when the box's own is missing; nothing
+    // for none.
+    using Choose = std::function<std::optional<QString>(const QStringList& names)>;
+    // The question a chooser puts.
+    static inline const QString kChooseTitle = QStringLiteral("Audio Device");
+    static inline const QString kChooseText =
+        QStringLiteral("Default Audio device is not present, please select one from the list...");
+    CAudioDevice(Warn warn, Choose choose);
 
     // Selects a driver, then sets rate, block length, inputs and outputs. The steps'
     // results are not combined: each has said what went wrong, and the program goes on
@@ -97,6 +106,6 @@ private:
 
     QString mLostDevice; // the device that went and is not back
 
-    QWidget* mParent;
-    QString mTitle;
+    Warn mWarn;
+    Choose mChoose;
 };

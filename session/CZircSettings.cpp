@@ -1,4 +1,4 @@
-#include "app/CZircSettings.h"
+#include "session/CZircSettings.h"
 
 #include <QSettings>
 

@@ -1,6 +1,5 @@
-#include "app/CAudioDevice.h"
+#include "session/CAudioDevice.h"
 
-#include "widgets/CDialogSeam.h"
 #include "device/vkHost.h"
 
 #include <QStringList>
@@ -81,7 +80,7 @@ void appendNumbered(std::vector<int>& list, const CZircSettings& s, int availabl
 }
 } // namespace
 
-CAudioDevice::CAudioDevice(QWidget* parent, const QString& title) : mParent(parent), mTitle(title) {}
+CAudioDevice::CAudioDevice(Warn warn, Choose choose) : mWarn(std::move(warn)), mChoose(std::move(choose)) {}
 
 void CAudioDevice::open(CZircSettings& settings)
 {
@@ -109,9 +108,7 @@ int CAudioDevice::selectDriver()
     }
     QString name = mDefaultDevice;
     if (!names.contains(name) || hostLoadDriver(name.toUtf8().constData()) != 0) {
-        const std::optional<QString> chosen = CDialogSeam::getItem(
-            mParent, QStringLiteral("Audio Device"),
-            QStringLiteral("Default Audio device is not present, please select one from the list..."), names);
+        const std::optional<QString> chosen = mChoose ? mChoose(names) : std::nullopt;
         if (!chosen || chosen->isEmpty()) {
             warn(QStringLiteral("No ASIO device selected"));
             return 1;
@@ -279,5 +276,6 @@ CAudioDevice::Recovery CAudioDevice::follow(const QString& name)
 
 void CAudioDevice::warn(const QString& text) const
 {
-    CDialogSeam::message(mParent, QMessageBox::Warning, mTitle, text);
+    if (mWarn)
+        mWarn(text);
 }
