@@ -6,6 +6,7 @@
 // allocates, and every take keeps every frame.
 
 #include "tests/graph/GraphRig.h"
+#include "tests/support/AudioGraphProbe.h"
 
 #include "audiofile/CAudioFile.h"
 #include "stages/CMaxValue.h"
@@ -74,10 +75,10 @@ private:
     {
         std::array<float, 32> peaks{}, envelopes{};
         while (!mStop.load(std::memory_order_acquire)) {
-            graph.maxValue(CAudioGraph::stageInputLevel)->takeLevels(peaks.data(), envelopes.data(), 32);
+            graph.takeLevels(CAudioGraph::levelInput, peaks.data(), envelopes.data(), 32);
             if (peaks[0] > 0.0f)
                 mTakesWithLevels.fetch_add(1, std::memory_order_relaxed);
-            graph.maxValue(CAudioGraph::stageOutputLevel)->takeLevels(peaks.data(), envelopes.data(), kBeams);
+            graph.takeLevels(CAudioGraph::levelOutput, peaks.data(), envelopes.data(), kBeams);
             std::this_thread::sleep_for(kReaderStall);
         }
     }
@@ -160,7 +161,7 @@ struct RecordingGraph {
         EXPECT_EQ(rig.graph.start(), vkOk);
     }
     ~RecordingGraph() { rig.graph.stop(); }
-    CAudioFile* recorder() { return rig.graph.audioFile(CAudioGraph::sinkStage(CAudioGraph::sinkArray)); }
+    CAudioFile* recorder() { return CAudioGraphProbe(rig.graph).audioFile(CAudioGraph::sinkStage(CAudioGraph::sinkArray)); }
 
     void startTake(int attempt)
     {
