@@ -1,6 +1,7 @@
 #include "app/CZircApp.h"
 
 #include "app/CAboutBox.h"
+#include "app/CBeamPanel.h"
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
 #include "app/CSoundMapFeed.h"
@@ -31,8 +32,7 @@
 #include <QTime>
 #include <QTimerEvent>
 
-#include <algorithm>
-#include <vector>
+#include <array>
 
 namespace {
 constexpr int kMaxTracks = 18;
@@ -122,6 +122,7 @@ void CZircApp::createWidgets()
     mBeamSelection = new CBeamSelection(pictures, kMaxTracks, kTrackControls, kTrackColumns, this);
     mHpSelection = new CHpSelection(this);
     mMapFeed = new CSoundMapFeed(mAzimuthDisplay, mElevationDisplay, this);
+    mBeams = new CBeamPanel(*mSession, mBeamSelection, mAzimuthDisplay, mElevationDisplay, mMapFeed, this);
     mOptions = new CZrOptions(mAppName);
     attachMap();
 }
@@ -138,42 +139,12 @@ void CZircApp::initWidgets()
     mInputVolume->setPreampVolume(mSession->settings().mPreampVolume);
     mInputVolume->setSliderVolume(static_cast<int>(std::lround(mSession->settings().mInputSliderVolume)));
     mOutputVolume->setVolume(mSession->settings().mOutputMasterVolume);
-    initBeamSelection();
+    mBeams->init();
     initHpSelection();
     mMonitor->setStatus(mSession->settings().mMonitorEnabled);
     mMonitor->setVolume(mSession->settings().mMonitorVolume);
     mMonitor->setChannel(mSession->settings().mMonitorSection, mSession->settings().mMonitorChannel);
     setupOptions();
-}
-
-void CZircApp::initBeamSelection()
-{
-    QStringList patterns;
-    QList<QStringList> parameters;
-    for (int p = 0; p < mSession->graph()->patternCount(); ++p) {
-        int nameSize = 0;
-        int parameterNameSize = 0;
-        int numParameters = 0;
-        mSession->graph()->patternInfo(p, &nameSize, &parameterNameSize, &numParameters, nullptr);
-        std::vector<char> name(static_cast<std::size_t>(nameSize) + 1, '\0');
-        std::vector<char> parameterName(static_cast<std::size_t>(parameterNameSize) + 1, '\0');
-        std::vector<int> values(static_cast<std::size_t>(numParameters), 0);
-        mSession->graph()->patternNames(p, name.data(), parameterName.data(), values.data());
-        patterns << QString::fromLatin1(name.data());
-        QStringList texts;
-        for (int v : values)
-            texts << QString::number(v);
-        parameters << texts;
-    }
-    mBeamSelection->setPatternAndParameterLists(patterns, parameters);
-    if (mSession->settings().mBeamTrackSettings.isEmpty()) {
-        mBeamSelection->addBeam();
-        mBeamSelection->addBeam();
-    } else {
-        mBeamSelection->loadState(mSession->settings().mBeamTrackSettings);
-    }
-    for (int i = 0; i < mBeamSelection->numTracks(); ++i)
-        beamGotAdded(i);
 }
 
 // One button per corner of the graph's high-pass sets: "off", then "80 Hz" and so on.
@@ -215,10 +186,8 @@ void CZircApp::applySettings()
         return;
     applyInputVolume();
     CGraphSession& values = mSession->values();
-    values.setNumBeams(mBeamSelection->numTracks());
+    mBeams->applyAll();
     setOutputMasterGain(mOutputVolume->gain());
-    for (int i = 0; i < mBeamSelection->numTracks(); ++i)
-        updateBeamformer(i);
     values.setHighpass(mHpSelection->index());
     values.setMonitorSource(mMonitor->section() != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
                             mMonitor->channel());
@@ -280,59 +249,12 @@ void CZircApp::connectWidgets()
         connect(mInputVolume, &CInputVolume::gainChanged, this, &CZircApp::setInputGain);
     }
     connect(mInputVolume, &CInputVolume::muteClicked, this, &CZircApp::setInputMute);
-    connectBeamSelection();
-    connectSoundMap();
+    mBeams->connectAll();
     connect(mHpSelection, &CHpSelection::selectionChanged, this, &CZircApp::setHpIndex);
     connect(mOptions, &CZrOptions::monitorChannelsChanged, this, &CZircApp::updateMonitorChannels);
     connect(mOptions, &CZrOptions::outputChannelsChanged, this, &CZircApp::updateOutputChannels);
     connect(mOptions, &CZrOptions::zibOutputGroupsChanged, this, &CZircApp::updateZibOutputGroups);
     connect(mOptions, &CZrOptions::emulationChanged, this, &CZircApp::setEmulation);
-}
-
-// The track list and the two displays steer each other; the graph follows both.
-void CZircApp::connectBeamSelection()
-{
-    CBeamSelection* b = mBeamSelection;
-    CBeamDisplayAzimuth* az = mAzimuthDisplay;
-    CBeamDisplayElevation* el = mElevationDisplay;
-    connect(b, &CBeamSelection::beamTrackAdded, this, &CZircApp::beamGotAdded);
-    connect(b, &CBeamSelection::beamTrackDeleted, this, &CZircApp::beamGotDeleted);
-    connect(b, &CBeamSelection::activeBeamTrackChanged, az, &CBeamDisplayAzimuth::setActivePattern);
-    connect(b, &CBeamSelection::activeBeamTrackChanged, el, &CBeamDisplayElevation::setActivePattern);
-    connect(b, &CBeamSelection::beamTrackColorChanged, az, qOverload<int, QColor>(&CBeamDisplayAzimuth::setColor));
-    connect(b, &CBeamSelection::beamTrackColorChanged, el, qOverload<int, QColor>(&CBeamDisplayElevation::setColor));
-    connect(b, &CBeamSelection::beamTrackPhiChanged, az, qOverload<int, int>(&CBeamDisplayAzimuth::setPhi));
-    connect(b, &CBeamSelection::beamTrackPhiChanged, this, qOverload<int, int>(&CZircApp::updatePhi));
-    connect(b, &CBeamSelection::beamTrackThetaChanged, el, qOverload<int, int>(&CBeamDisplayElevation::setTheta));
-    connect(b, &CBeamSelection::beamTrackThetaChanged, this, qOverload<int, int>(&CZircApp::updateTheta));
-    connect(b, &CBeamSelection::beamTrackPatternChanged, this, &CZircApp::updatePattern);
-    connect(b, &CBeamSelection::beamTrackParameterChanged, this, &CZircApp::updateParameter);
-    connect(b, &CBeamSelection::beamTrackGainChanged, this, &CZircApp::setOutputGain);
-    connect(b, &CBeamSelection::beamTrackMuteChanged, this, &CZircApp::setOutputMute);
-    connect(az, &CBeamDisplayAzimuth::phiChanged, b, qOverload<int>(&CBeamSelection::setPhi));
-    connect(az, &CBeamDisplayAzimuth::phiChanged, this, qOverload<int>(&CZircApp::updatePhi));
-    connect(el, &CBeamDisplayElevation::thetaChanged, b, qOverload<int>(&CBeamSelection::setTheta));
-    connect(el, &CBeamDisplayElevation::thetaChanged, this, qOverload<int>(&CZircApp::updateTheta));
-}
-
-// The map under the displays: a peak picked on either steers the active beam, the
-// elevation display cuts the map along the active beam's azimuth, and the method chosen
-// on one display is ticked on the other.
-void CZircApp::connectSoundMap()
-{
-    CBeamSelection* b = mBeamSelection;
-    CBeamDisplayAzimuth* az = mAzimuthDisplay;
-    CBeamDisplayElevation* el = mElevationDisplay;
-    connect(az, &CBeamDisplayAzimuth::mapPeakChosen, this, &CZircApp::steerToMapPeak);
-    connect(el, &CBeamDisplayElevation::mapPeakChosen, this, &CZircApp::steerToMapPeak);
-    connect(az, &CBeamDisplayAzimuth::mapMusicChanged, mMapFeed, &CSoundMapFeed::setMusic);
-    connect(el, &CBeamDisplayElevation::mapMusicChanged, mMapFeed, &CSoundMapFeed::setMusic);
-    connect(az, &CBeamDisplayAzimuth::mapMusicChanged, el, &CBeamDisplayElevation::setMapMusic);
-    connect(el, &CBeamDisplayElevation::mapMusicChanged, az, &CBeamDisplayAzimuth::setMapMusic);
-    connect(b, &CBeamSelection::activeBeamTrackChanged, this, &CZircApp::updateMapPlane);
-    connect(b, &CBeamSelection::beamTrackPhiChanged, this, &CZircApp::updateMapPlane);
-    connect(az, &CBeamDisplayAzimuth::phiChanged, this, &CZircApp::updateMapPlane);
-    updateMapPlane();
 }
 
 void CZircApp::layOutWindow()
@@ -347,16 +269,6 @@ void CZircApp::layOutWindow()
 bool CZircApp::fileMode() const
 {
     return mInputSource->mode() == CInputSourceSelection::File;
-}
-
-int CZircApp::loadResponse(int pattern, int parameter)
-{
-    int points = 0;
-    if (mSession->graph()->patternInfo(pattern, nullptr, nullptr, nullptr, &points) != 0 ||
-        points > static_cast<int>(mPatternResponse.size()) ||
-        mSession->graph()->patternResponse(pattern, parameter, mPatternResponse.data(), nullptr) != 0)
-        return 0;
-    return points;
 }
 
 void CZircApp::pressTransport(int code, bool quiet)
@@ -476,109 +388,8 @@ void CZircApp::remoteStop() { pressTransport(CAudioTransport::StopButton); }
 void CZircApp::seek(int position) { mSession->seek(position); }
 void CZircApp::updateStartSample(int position) { mSession->setPlaybackStart(position); }
 
-// ---- beams and gains
+// ---- gains
 
-void CZircApp::updatePhi(int index, int phi)
-{
-    mSession->values().setPhi(index, static_cast<float>(phi));
-}
-
-void CZircApp::updatePhi(int phi)
-{
-    updatePhi(mBeamSelection->activeTrack(), phi);
-}
-
-void CZircApp::updateTheta(int index, int theta)
-{
-    mSession->values().setTheta(index, static_cast<float>(theta));
-}
-
-void CZircApp::updateTheta(int theta)
-{
-    updateTheta(mBeamSelection->activeTrack(), theta);
-}
-
-// A peak picked on the map puts the active beam on it, as steering it on both displays
-// would: the displays, the track list and the graph follow.
-void CZircApp::steerToMapPeak(int theta, int phi)
-{
-    const int active = mBeamSelection->activeTrack();
-    const int azimuth = (phi % 360 + 360) % 360;
-    mAzimuthDisplay->setPhi(active, azimuth);
-    mBeamSelection->setPhi(azimuth);
-    updatePhi(azimuth);
-    mElevationDisplay->setTheta(active, theta);
-    mBeamSelection->setTheta(theta);
-    updateTheta(theta);
-    updateMapPlane();
-}
-
-void CZircApp::updateMapPlane()
-{
-    const int active = mBeamSelection->activeTrack();
-    if (active >= 0 && active < mBeamSelection->numTracks())
-        mElevationDisplay->setMapPlane(mBeamSelection->phi(active));
-}
-
-// All of one track to the graph, in the order the beamformer takes it up.
-void CZircApp::updateBeamformer(int index)
-{
-    if (!ready())
-        return;
-    CGraphSession::Beam beam;
-    beam.pattern = mBeamSelection->patternIndex(index);
-    beam.parameter = mBeamSelection->parameterIndex(index);
-    beam.theta = static_cast<float>(mBeamSelection->theta(index));
-    beam.phi = static_cast<float>(mBeamSelection->phi(index));
-    beam.gain = mBeamSelection->gain(index);
-    beam.mute = mBeamSelection->mute(index);
-    mSession->values().setBeam(index, beam);
-}
-
-void CZircApp::beamGotAdded(int index)
-{
-    if (!ready())
-        return;
-    const QColor color = mBeamSelection->color(index);
-    const int points = loadResponse(mBeamSelection->patternIndex(index), mBeamSelection->parameterIndex(index));
-    mAzimuthDisplay->addPlot(mPatternResponse.data(), points, color);
-    mAzimuthDisplay->setPhi(index, mBeamSelection->phi(index));
-    mElevationDisplay->addTrack(color);
-    mElevationDisplay->setTheta(index, mBeamSelection->theta(index));
-    mSession->values().setNumBeams(mBeamSelection->numTracks());
-    updateBeamformer(index);
-}
-
-// Deleting moves the tracks behind one place up: each of them is sent again.
-void CZircApp::beamGotDeleted(int index)
-{
-    mAzimuthDisplay->removeActivePlot();
-    mAzimuthDisplay->setActivePattern(mBeamSelection->activeTrack());
-    mElevationDisplay->removeActiveTrack();
-    mElevationDisplay->setActivePattern(mBeamSelection->activeTrack());
-    if (!ready())
-        return;
-    mSession->values().setNumBeams(mBeamSelection->numTracks());
-    for (int i = index; i < mBeamSelection->numTracks(); ++i)
-        updateBeamformer(i);
-}
-
-void CZircApp::updatePattern(int beamIndex, int patternIndex, int parameterIndex)
-{
-    if (!ready())
-        return;
-    const int points = loadResponse(patternIndex, parameterIndex);
-    mAzimuthDisplay->setPattern(beamIndex, mPatternResponse.data(), points);
-    mSession->values().setPattern(beamIndex, patternIndex, parameterIndex);
-}
-
-void CZircApp::updateParameter(int beamIndex, int parameterIndex)
-{
-    updatePattern(beamIndex, mBeamSelection->patternIndex(beamIndex), parameterIndex);
-}
-
-void CZircApp::setOutputGain(int channel, float gain) { mSession->values().setBeamGain(channel, gain); }
-void CZircApp::setOutputMute(int channel, bool mute) { mSession->values().setBeamMute(channel, mute); }
 void CZircApp::setOutputMasterGain(float gain) { mSession->values().setBeamsGain(gain); }
 void CZircApp::setPreampVolume(int volume) { mSession->setPreampVolume(volume); }
 void CZircApp::setInputGain(float gain) { mSession->values().setInputGain(gain); }
@@ -644,7 +455,7 @@ void CZircApp::attachMap()
         mMapFeed->setNote(soundMapNote());
         return;
     }
-    mPatternResponse.assign(static_cast<std::size_t>(mSession->graph()->maxPolarPoints()), 0.0f);
+    mBeams->followGraph();
     mMapFeed->attach(&mSession->values(), mSession->device().mSampleRate);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // The application's main window: the view of one session (session/CSession), which owns
-// the box, the device, the graph and the takes. Widgets emit signals, the slots here turn
-// them into the session's commands, and the 60 ms timer polls the session and shows its
+// the box, the device, the graph and the takes. Widgets emit signals, the slots here (and
+// the beam panel's, app/CBeamPanel) turn them into the session's commands, and the 60 ms timer polls the session and shows its
 // positions; the session's signals keep the transport, the takes and the displays in step.
 // Construction opens the session (box, settings, device, graph), makes the widgets, gives
 // the session the values the widgets show, connects and lays out the window and starts the
@@ -12,15 +12,13 @@
 #include <QBasicTimer>
 #include <QMainWindow>
 #include <QString>
-
 #include <QStringList>
 
-#include <array>
 #include <memory>
-#include <vector>
 
 class CAudioFileNavigator;
 class CAudioTransport;
+class CBeamPanel;
 class CBeamDisplayAzimuth;
 class CBeamDisplayElevation;
 class CBeamSelection;
@@ -60,6 +58,7 @@ public:
     CBeamSelection* beamSelection() const { return mBeamSelection; }
     CHpSelection* hpSelection() const { return mHpSelection; }
     CSoundMapFeed* soundMapFeed() const { return mMapFeed; }
+    CBeamPanel* beamPanel() const { return mBeams; }
     CStatusLine* statusLine() const { return mStatusLine; }
 
     // Ends the program without questions, for a termination signal.
@@ -72,13 +71,6 @@ public slots:
     void startRecording();
     void stopRecording();
     void seek(int position);
-    void updatePhi(int index, int phi);
-    void updatePhi(int phi);
-    void updateTheta(int index, int theta);
-    void updateTheta(int theta);
-    void steerToMapPeak(int theta, int phi);
-    void updateMapPlane();
-    void updateBeamformer(int index);
     void updateMonitorChannels(int numChannels, int offset);
     void updateOutputChannels(int numChannels, int offset);
     void updateZibOutputGroups(int groups, int firstGroup);
@@ -86,17 +78,11 @@ public slots:
     void setInputMode(int mode);
     void remoteStop();
     void updateStartSample(int position);
-    void setOutputGain(int channel, float gain);
-    void setOutputMute(int channel, bool mute);
     void setOutputMasterGain(float gain);
     void setPreampVolume(int volume);
     void setInputGain(float gain);
     void setInputMute(bool mute);
     void setHpIndex(int index);
-    void beamGotAdded(int index);
-    void beamGotDeleted(int index);
-    void updatePattern(int beamIndex, int patternIndex, int parameterIndex);
-    void updateParameter(int beamIndex, int parameterIndex);
     void setMonitorChannel(int inout, int channel);
     void setMonitorGain(float gain);
     void setMonitorStatus(bool status);
@@ -115,15 +101,12 @@ private:
     void connectSession();
     void createWidgets();
     void initWidgets();
-    void initBeamSelection();
     void initHpSelection();
     void setupOptions();
     void applySettings();
     void applyInputVolume();
     void updateDisplays();
     void connectWidgets();
-    void connectBeamSelection();
-    void connectSoundMap();
     void layOutWindow();
     void showStreamState(bool running);
     void showTakesStopped(const QStringList& failures);
@@ -132,8 +115,6 @@ private:
     void attachMap();
     bool ready() const { return mSession->ready(); }
     bool fileMode() const;
-    // The polar response of a pattern and parameter into mPatternResponse; its length.
-    int loadResponse(int pattern, int parameter);
     // Presses a transport button; with `quiet` the button only shows the state the stream
     // already has.
     void pressTransport(int code, bool quiet = false);
@@ -147,7 +128,6 @@ private:
     QString mAppName = QStringLiteral("Vantoria");
     std::unique_ptr<CSession> mSession;
     QBasicTimer mTimer;
-    std::vector<float> mPatternResponse;
 
     CVolumeUnit* mOutputVolume = nullptr;
     CLevelMeter* mInputMeter = nullptr;
@@ -163,6 +143,7 @@ private:
     CBeamSelection* mBeamSelection = nullptr;
     CHpSelection* mHpSelection = nullptr;
     CSoundMapFeed* mMapFeed = nullptr;
+    CBeamPanel* mBeams = nullptr;
     CStatusLine* mStatusLine = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
     CZrOptions* mOptions = nullptr;

@@ -3,6 +3,7 @@
 // box reaching the graph; settings that the program cannot use.
 
 #include "emulation/CEmulatedHardware.h"
+#include "app/CBeamPanel.h"
 #include "app/CZircApp.h"
 #include "app/COptionPages.h"
 #include "app/CZrOptions.h"
@@ -190,7 +191,7 @@ TEST_F(AppTest, NoOutputsLeaveTheProgramWithoutAGraphButKeepTheSettings)
     EXPECT_TRUE(app->session().device().mOutputs.channels.empty());
     EXPECT_GT(app->session().graphResult(), CSession::kGraphOffset);
     app->start();
-    app->updateTheta(0, 40);
+    app->beamPanel()->updateTheta(0, 40);
     app->setHpIndex(2);
     EXPECT_FALSE(app->session().graph()->isStarted());
     EXPECT_EQ(app->session().settings().mSensorFile, s.mSensorFile);

@@ -2,6 +2,7 @@
 // whose only audio is a JACK server, that server is offered, opened and run, and a beam
 // above full scale reaches its port unclipped.
 
+#include "app/CBeamPanel.h"
 #include "app/CZircApp.h"
 #include "box/CZibControl.h"
 #include "graph/CAudioGraph.h"
@@ -124,10 +125,10 @@ TEST_F(JackStartup, ABeamSixDecibelsOverFullScaleReachesTheServerUnclipped)
     ASSERT_EQ(app.session().graph()->inputMode(), CAudioGraph::inputLive);
     app.setInputGain(1.0f);
     app.setOutputMasterGain(1.0f);
-    app.setOutputGain(0, 1.0f);
+    app.beamPanel()->setOutputGain(0, 1.0f);
     app.setMonitorStatus(false);
-    app.updateTheta(0, 90);
-    app.updatePhi(0, 0);
+    app.beamPanel()->updateTheta(0, 90);
+    app.beamPanel()->updatePhi(0, 0);
 
     PlaneWaveSource source;
     PeakReader reader;
