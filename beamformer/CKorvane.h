@@ -100,6 +100,12 @@ public:
     // may be destroyed then.
     void setModeTap(ModeTap* tap);
 
+    // The block's equalised mode signals as the last process() left them, for stages that
+    // read them after the engine in the same block (the Ambisonics encoder): numModes()
+    // channels of the block's frames. Audio thread, between two process() calls.
+    const float* const* modes() const { return mModes; }
+    int numModes() const { return mNumModes; }
+
     int beamCount() const { return mBeamCount; }
     CEbf& ebf() { return mEbf; }
     // Null for a beam out of range.

@@ -1,7 +1,6 @@
 #include "binaural/CBinauralDecoder.h"
 
 #include "binaural/CBinauralFilters.h"
-#include "binaural/CHrirSet.h"
 #include "core/primitives/ipps.h"
 
 namespace {
@@ -42,6 +41,9 @@ int CBinauralDecoder::process(float** in, float** out, int frames)
     if (frames > mInFormat.frameLength() || frames < 0)
         return vkErrFormat;
     mRotation.run(in, mRotated, frames);
+    if (mInputNorm == AmbiNorm::kN3d)
+        for (int c = 1; c < kInputs; ++c)
+            ippsMulC_32f_I(float(1.0 / n3dFromSn3d(acnDegree(c))), mRotated[c], frames);
     mConvolver.run(mRotated, out, frames);
     return vkOk;
 }
@@ -66,10 +68,10 @@ int CBinauralDecoder::loadHrtf(const std::string& path, std::string& message)
 {
     if (!mConfigured)
         return vkErrNotConfigured;
-    CHrirSet set;
-    if (set.load(path, mInFormat.sampleRate(), message) != CHrirSet::kOk)
+    const CBinauralFilters filters = CBinauralFilters::designFromSofa(path, mInFormat.sampleRate(), kMaxTaps, message);
+    if (filters.isEmpty())
         return kErrHrtf;
-    const int status = setFilters(CBinauralFilters::designMagLs(set, kMaxTaps));
+    const int status = setFilters(filters);
     if (status == vkOk)
         mHrtfPath = path;
     return status;

@@ -1,6 +1,6 @@
 #pragma once
-// Binaural monitoring of a third-order AmbiX scene: 16 channels (ACN, SN3D) in, two
-// ears out. The channels are turned against the listener's head (CHeadRotation), then
+// Binaural monitoring of a third-order AmbiX scene: 16 channels (ACN, SN3D, or N3D when
+// told) in, two ears out. The channels are turned against the listener's head (CHeadRotation), then
 // convolved with the ear filters of a magnitude-least-squares decoder
 // (CBinauralFilters, CBinauralConvolver). The one processing object that the graph,
 // the renderer and the plug-ins run.
@@ -66,6 +66,13 @@ public:
     bool setHeadOrientation(const CHeadOrientation& orientation) { return mRotation.setOrientation(orientation); }
     CHeadOrientation headOrientation() const { return mRotation.orientation(); }
 
+    // The normalisation of the 16 inputs (SN3D unless told). N3D channels are taken back
+    // to SN3D, which the filters are designed for, by 1/sqrt(2n+1) per degree n after the
+    // head rotation (which acts on each degree alone, so the order does not matter).
+    // While stopped.
+    void setInputNorm(AmbiNorm norm) { mInputNorm = norm; }
+    AmbiNorm inputNorm() const { return mInputNorm; }
+
     // Samples by which the ears follow the input.
     int latency() const { return mConvolver.latency(); }
     // Audio thread, or while stopped.
@@ -79,4 +86,5 @@ private:
     vkIppsFloats mRotatedStorage;
     float* mRotated[kInputs] = {};
     std::string mHrtfPath;
+    AmbiNorm mInputNorm = AmbiNorm::kSn3d;
 };

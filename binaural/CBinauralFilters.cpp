@@ -271,3 +271,12 @@ CBinauralFilters CBinauralFilters::designMagLs(const CHrirSet& hrirs, int maxLen
     }
     return CBinauralFilters(length, hrirs.sampleRate(), std::move(taps));
 }
+
+CBinauralFilters CBinauralFilters::designFromSofa(const std::string& path, double sampleRate, int maxLength,
+                                                  std::string& message)
+{
+    CHrirSet set;
+    if (set.load(path, sampleRate, message) != CHrirSet::kOk)
+        return {};
+    return designMagLs(set, maxLength);
+}

@@ -23,6 +23,7 @@
 
 #include "ambisonics/SphericalHarmonics.h"
 
+#include <string>
 #include <vector>
 
 class CHrirSet;
@@ -42,6 +43,10 @@ public:
     // The decoder for `hrirs` at their rate, at most maxLength taps (the tail fades out
     // over its last eighth). Empty for an empty set.
     static CBinauralFilters designMagLs(const CHrirSet& hrirs, int maxLength);
+    // Reads the SOFA file at `path` for `sampleRate` and designs its decoder; empty, with
+    // `message` saying why, when the file is refused.
+    static CBinauralFilters designFromSofa(const std::string& path, double sampleRate, int maxLength,
+                                           std::string& message);
 
     bool isEmpty() const { return mLength == 0; }
     int length() const { return mLength; }

@@ -1,8 +1,10 @@
 #include "graph/CAudioGraph.h"
 
+#include "ambisonics/CAmbiEncoder.h"
 #include "audiofile/CAudioFile.h"
 #include "beamformer/CMbf.h"
 #include "beamformer/CZirc.h"
+#include "binaural/CBinauralDecoder.h"
 #include "core/primitives/ipps.h"
 #include "stages/CFilterStageBq.h"
 #include "stages/CMaxValue.h"
@@ -10,7 +12,9 @@
 #include "stages/vkHighpassSets.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -40,9 +44,13 @@ CAudioGraph::CAudioGraph()
     , mOutputLevel(new (std::nothrow) CMaxValue)
     , mBeamRecorder(new (std::nothrow) CAudioFile)
     , mMonitorVolume(new (std::nothrow) CVolumeControl)
+    , mEncoder(new (std::nothrow) CAmbiEncoder)
+    , mAmbiRecorder(new (std::nothrow) CAudioFile)
+    , mDecoder(new (std::nothrow) CBinauralDecoder)
 {
     mStages = {mFilePlayer.get(), mInputVolume.get(), mArrayRecorder.get(), mInputLevel.get(), mZirc.get(),
-               mBeamVolume.get(),  mHighpass.get(),    mOutputLevel.get(),   mBeamRecorder.get(), mMonitorVolume.get()};
+               mBeamVolume.get(),  mHighpass.get(),    mOutputLevel.get(),   mBeamRecorder.get(), mMonitorVolume.get(),
+               mEncoder.get(),     mAmbiRecorder.get(), mDecoder.get()};
 }
 
 // Buffers go before the stages: none of them refers to a stage, but the stages' file
@@ -107,9 +115,9 @@ int CAudioGraph::buildStages()
     return formatResult;
 }
 
-// The twenty records: each a copy of the graph's input or output record with the
-// channel count of its place in the chain. The beamformer alone crosses from one to the
-// other.
+// The records: each a copy of the graph's input or output record with the channel
+// count of its place in the chain. The beamformer alone crosses from one to the other;
+// the encoder reads the beamformer's modes, which run at the same rate and block.
 void CAudioGraph::makeRecords()
 {
     const vkAudioInterface& in = mInFormat;
@@ -131,6 +139,9 @@ void CAudioGraph::makeRecords()
         {out, mMaxBeams, out, 0},
         {out, mNumBeams, out, 0},
         {out, kMaxMonitorOutputs, out, kMaxMonitorOutputs},
+        {out, CAmbiEncoder::kModes, out, kAmbiChannels},
+        {out, ambiChannelCount(mAmbiOrder), out, 0},
+        {out, kAmbiChannels, out, kEars},
     };
     for (int i = 0; i < stageCount; ++i) {
         mStageInFormat[i] = withChannels(places[i].inRecord, places[i].inChannels);
@@ -223,7 +234,8 @@ void CAudioGraph::rewireOutput()
 // channel together; process finds the channel on the bus as it stands in its next block.
 void CAudioGraph::routeMonitor()
 {
-    const int bus = mMonitorSource == monitorInputBus ? 0 : kRouteOutputBus;
+    const int bus = mMonitorSource == monitorInputBus ? 0 : mMonitorSource == monitorBinaural ? kRouteBinaural
+                                                                                             : kRouteOutputBus;
     mMonitorRoute.store(bus | mMonitorOffset, std::memory_order_release);
 }
 
@@ -306,7 +318,7 @@ int CAudioGraph::setMonitorOutputs(const int* outputs, int count)
 void CAudioGraph::setMonitorSource(int source, int offset)
 {
     mMonitorSource = source;
-    const int channels = source == monitorInputBus ? mNumInputs : mMaxBeams;
+    const int channels = source == monitorInputBus ? mNumInputs : source == monitorBinaural ? 1 : mMaxBeams;
     mMonitorOffset = std::clamp(offset, 0, channels - 1);
     routeMonitor();
 }
@@ -348,6 +360,53 @@ int CAudioGraph::highpassFrequencies(int* list, int count) const
     return n;
 }
 
+// ---- Ambisonics and binaural ----
+
+int CAudioGraph::setAmbisonicsFormat(int order, AmbiNorm norm)
+{
+    if (mStarted)
+        return vkErrStarted;
+    if (order < 1 || order > kAmbiMaxOrder || (norm != AmbiNorm::kSn3d && norm != AmbiNorm::kN3d))
+        return vkErrRange;
+    // The recorder keeps the first (order+1)^2 of the encoder's channels: not changed
+    // under a take's feet.
+    if (mAmbiTake.load(std::memory_order_relaxed))
+        return vkErrStarted;
+    if (mReady) {
+        const vkAudioInterface in = withChannels(mOutFormat, ambiChannelCount(order));
+        const vkAudioInterface none = withChannels(mOutFormat, 0);
+        if (const int r = mAmbiRecorder->setFormat(in, none); r != vkOk)
+            return r;
+        mStageInFormat[stageAmbiRecorder] = in;
+        mStageOutFormat[stageAmbiRecorder] = none;
+    }
+    mAmbiOrder = order;
+    mEncoder->setNorm(norm);
+    mDecoder->setInputNorm(norm);
+    return vkOk;
+}
+
+int CAudioGraph::setMountingOrientation(float yaw, float pitch, float roll)
+{
+    if (!std::isfinite(yaw) || !std::isfinite(pitch) || !std::isfinite(roll))
+        return vkErrRange;
+    mEncoder->setOrientation(CRotation3::fromYawPitchRoll(yaw, pitch, roll));
+    return vkOk;
+}
+
+AmbiNorm CAudioGraph::ambisonicsNorm() const { return mEncoder->norm(); }
+
+void CAudioGraph::setAboveAliasing(bool on) { mEncoder->setAboveAliasing(on); }
+
+int CAudioGraph::setHeadOrientation(const CHeadOrientation& head)
+{
+    return mDecoder->setHeadOrientation(head) ? int(vkOk) : int(vkErrRange);
+}
+
+int CAudioGraph::setBinauralFilters(const CBinauralFilters& filters) { return mDecoder->setFilters(filters); }
+
+int CAudioGraph::binauralLatency() const { return mDecoder->latency(); }
+
 // ---- beams and patterns ----
 
 int CAudioGraph::setTheta(int beam, float theta) { return mZirc->setTheta(beam, theta); }
@@ -379,6 +438,7 @@ int CAudioGraph::sinkStage(int sink)
     switch (sink) {
     case sinkArray: return stageArrayRecorder;
     case sinkBeams: return stageBeamRecorder;
+    case sinkAmbisonics: return stageAmbiRecorder;
     default: return sink;
     }
 }
@@ -387,7 +447,7 @@ int CAudioGraph::sinkStage(int sink)
 
 void CAudioGraph::checkFileQueues()
 {
-    for (CAudioFile* f : {mFilePlayer.get(), mArrayRecorder.get(), mBeamRecorder.get()})
+    for (CAudioFile* f : {mFilePlayer.get(), mArrayRecorder.get(), mBeamRecorder.get(), mAmbiRecorder.get()})
         f->checkQueue();
 }
 
@@ -409,14 +469,19 @@ CAudioFile* CAudioGraph::recorder(int sink) const
     switch (sink) {
     case sinkArray: return mArrayRecorder.get();
     case sinkBeams: return mBeamRecorder.get();
+    case sinkAmbisonics: return mAmbiRecorder.get();
     default: return nullptr;
     }
 }
 
+// The Ambisonics stages run for a take from its opening to its end.
 int CAudioGraph::openTake(int sink, const QString& path)
 {
     CAudioFile* file = recorder(sink);
-    return file ? file->openFile(path, CAudioFile::modeRecording) : vkErrRange;
+    const int r = file ? file->openFile(path, CAudioFile::modeRecording) : int(vkErrRange);
+    if (sink == sinkAmbisonics)
+        mAmbiTake.store(r == vkOk, std::memory_order_release);
+    return r;
 }
 
 int CAudioGraph::startTake(int sink, bool useThread)
@@ -428,7 +493,10 @@ int CAudioGraph::startTake(int sink, bool useThread)
 int CAudioGraph::stopTake(int sink)
 {
     CAudioFile* file = recorder(sink);
-    return file ? file->stopFile() : vkErrRange;
+    const int r = file ? file->stopFile() : int(vkErrRange);
+    if (sink == sinkAmbisonics)
+        mAmbiTake.store(false, std::memory_order_release);
+    return r;
 }
 
 std::int32_t CAudioGraph::takePosition(int sink) const
@@ -538,6 +606,8 @@ int CAudioGraph::process(float** in, float** out, int frames)
         pointBeamsAt(out);
         if (const int b = processBeams(frames); b != vkOk)
             return b;
+        if (const int a = processAmbisonics(frames); a != vkOk)
+            return a;
     }
     if (const int o = processOutput(frames); o != vkOk)
         return o;
@@ -618,18 +688,63 @@ void CAudioGraph::deliver(float** out, int frames)
         ippsZero_32f(out[i], frames);
 }
 
+bool CAudioGraph::binauralMonitored() const
+{
+    return mMonitorEnabled.load(std::memory_order_acquire) && mNumMonitorOutputs.load(std::memory_order_acquire) > 0
+        && (mMonitorRoute.load(std::memory_order_acquire) & kRouteBinaural);
+}
+
+// The encoder on the modes the engine has just made, then whoever uses its channels.
+// A stage that skipped blocks starts again from cleared history, not from the sound of
+// the last block it ran.
+int CAudioGraph::processAmbisonics(int frames)
+{
+    const bool ears = mBinauralReader.load(std::memory_order_acquire) || binauralMonitored();
+    const bool record = mAmbiTake.load(std::memory_order_acquire);
+    const bool encode = ears || record || mAmbiReader.load(std::memory_order_acquire);
+    if (!encode || !ears)
+        mEarsIdle = true;
+    if (!encode) {
+        mAmbiIdle = true;
+        return vkOk;
+    }
+    if (std::exchange(mAmbiIdle, false))
+        mEncoder->reset();
+    const CKorvane& engine = *mZirc->engine();
+    float** modes = mStageIn[stageEncoder]->data();
+    for (int m = 0; m < CAmbiEncoder::kModes; ++m)
+        modes[m] = const_cast<float*>(engine.modes()[m]); // the encoder only reads them
+    float** channels = mStageOut[stageEncoder]->data();
+    if (const int r = mEncoder->process(modes, channels, frames); r != vkOk)
+        return r;
+    if (record)
+        if (const int r = mAmbiRecorder->process(channels, mStageOut[stageAmbiRecorder]->data(), frames); r != vkOk)
+            return r;
+    if (!ears)
+        return vkOk;
+    if (std::exchange(mEarsIdle, false))
+        mDecoder->reset();
+    return mDecoder->process(channels, mStageOut[stageBinaural]->data(), frames);
+}
+
 // The monitor overwrites whatever the beams wrote to its outputs. Its channel is read
-// into stage 9's own buffer first, so it may be one of those outputs.
+// into stage 9's own buffer first, so it may be one of those outputs. The binaural
+// source puts the ears on the first two.
 int CAudioGraph::processMonitor(float** out, int frames)
 {
     if (!mMonitorEnabled.load(std::memory_order_acquire))
         return vkOk;
     const int route = mMonitorRoute.load(std::memory_order_acquire);
-    const vkAudioBuffer& bus = route & kRouteOutputBus ? *mOutputBus : *mInputBus;
-    float* tap = bus.channel(route & ~kRouteOutputBus);
     float** taps = mStageIn[stageMonitorVolume]->data();
-    for (int k = 0; k < kMaxMonitorOutputs; ++k)
-        taps[k] = tap;
+    if (route & kRouteBinaural) {
+        for (int k = 0; k < kMaxMonitorOutputs; ++k)
+            taps[k] = mStageOut[stageBinaural]->channel(k);
+    } else {
+        const vkAudioBuffer& bus = route & kRouteOutputBus ? *mOutputBus : *mInputBus;
+        float* tap = bus.channel(route & ~kRouteOutputBus);
+        for (int k = 0; k < kMaxMonitorOutputs; ++k)
+            taps[k] = tap;
+    }
     float** monitor = mStageOut[stageMonitorVolume]->data();
     const int r = mMonitorVolume->process(taps, monitor, frames);
     const int count = mNumMonitorOutputs.load(std::memory_order_acquire);

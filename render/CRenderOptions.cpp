@@ -105,6 +105,60 @@ bool parseSource(const QString& text, CSceneSourceRequest& source, QString& erro
     return level.has_value();
 }
 
+// YAW,PITCH,ROLL: three finite angles in degrees.
+bool parseAngles(const QCommandLineParser& parser, const char* name, CRenderAngles& angles, QString& error)
+{
+    if (!parser.isSet(name))
+        return true;
+    const QString text = parser.value(name);
+    const QStringList fields = text.split(',');
+    std::optional<double> value[3];
+    for (int i = 0; i < 3 && fields.size() == 3; ++i)
+        value[i] = numberIn(fields[i], -360.0, 360.0);
+    if (!value[0] || !value[1] || !value[2]) {
+        error = QStringLiteral("bad --%1 \"%2\": expected YAW,PITCH,ROLL, three angles of -360..360 degrees")
+                    .arg(QLatin1String(name), text);
+        return false;
+    }
+    angles = {float(*value[0]), float(*value[1]), float(*value[2])};
+    return true;
+}
+
+bool parseAmbisonics(const QCommandLineParser& parser, CRenderOptions& options, QString& error)
+{
+    const auto order = integerIn(parser.value("ambi-order"), 1, kAmbiMaxOrder);
+    if (!order) {
+        error = QStringLiteral("bad --ambi-order \"%1\": give 1, 2 or 3").arg(parser.value("ambi-order"));
+        return false;
+    }
+    options.ambiOrder = *order;
+    const QString norm = parser.value("ambi-norm").trimmed().toLower();
+    if (norm != QLatin1String("sn3d") && norm != QLatin1String("n3d")) {
+        error = QStringLiteral("bad --ambi-norm \"%1\": give sn3d or n3d").arg(parser.value("ambi-norm"));
+        return false;
+    }
+    options.ambiNorm = norm == QLatin1String("n3d") ? AmbiNorm::kN3d : AmbiNorm::kSn3d;
+    return parseAngles(parser, "orientation", options.mounting, error)
+        && parseAngles(parser, "head", options.head, error);
+}
+
+// Options that shape an output nobody asked for are a mistake worth telling.
+bool checkAmbisonicsOptions(const QCommandLineParser& parser, const CRenderOptions& options, QString& error)
+{
+    const auto needs = [&](const char* option, bool given, const char* what) {
+        if (parser.isSet(option) && !given) {
+            error = QStringLiteral("--%1 needs %2").arg(QLatin1String(option), QLatin1String(what));
+            return false;
+        }
+        return true;
+    };
+    const bool ambix = !options.ambixOutput.isEmpty();
+    const bool ears = !options.binauralOutput.isEmpty();
+    return needs("ambi-order", ambix, "--ambix FILE") && needs("ambi-norm", ambix, "--ambix FILE")
+        && needs("orientation", ambix || ears, "--ambix FILE or --binaural FILE")
+        && needs("hrtf", ears, "--binaural FILE") && needs("head", ears, "--binaural FILE");
+}
+
 bool parseBeams(const QCommandLineParser& parser, CRenderOptions& options, QString& error)
 {
     for (const QString& text : parser.values("beam")) {
@@ -154,7 +208,7 @@ bool parseValues(const QCommandLineParser& parser, CRenderOptions& options, QStr
     options.duration = *duration;
     options.sampleRate = *rate;
     options.blockLength = *block;
-    return true;
+    return parseAmbisonics(parser, options, error);
 }
 
 // What must and must not go together.
@@ -163,8 +217,10 @@ bool checkCombination(const CRenderOptions& options, QString& error)
     if (options.scene == !options.inputFile.isEmpty())
         error = options.scene ? QStringLiteral("give either an input wave file or --scene/--source, not both")
                               : QStringLiteral("no input: give a wave file, or --scene to render the default scene");
-    else if (options.output.isEmpty())
-        error = QStringLiteral("no output: give --output FILE.wav for the beams");
+    else if (options.output.isEmpty() && !options.wantsAmbisonics())
+        error = QStringLiteral("no output: give --output FILE.wav for the beams, --ambix FILE.wav or --binaural FILE.wav");
+    else if (options.output.isEmpty() && (!options.beams.isEmpty() || !options.beamFile.isEmpty()))
+        error = QStringLiteral("beams need --output FILE.wav to go to");
     else if (!options.beams.isEmpty() && !options.beamFile.isEmpty())
         error = QStringLiteral("give beams either with --beam or with --beams FILE.vts, not both");
     else if (options.beams.size() > CRenderOptions::kMaxBeams)
@@ -185,10 +241,13 @@ bool checkDistinctFiles(const CRenderOptions& options, QString& error)
         QString name;
     };
     const QList<Named> inputs{{QStringLiteral("the input"), options.inputFile},
-                              {QStringLiteral("the beam settings"), options.beamFile}};
+                              {QStringLiteral("the beam settings"), options.beamFile},
+                              {QStringLiteral("the HRTF set"), options.binauralOutput.isEmpty() ? QString() : options.hrtfFile}};
     const QList<Named> outputs{{QStringLiteral("--output"), options.output},
                                {QStringLiteral("--array-output"), options.arrayOutput},
-                               {QStringLiteral("--map"), options.mapFile}};
+                               {QStringLiteral("--map"), options.mapFile},
+                               {QStringLiteral("--ambix"), options.ambixOutput},
+                               {QStringLiteral("--binaural"), options.binauralOutput}};
     QList<Named> taken;
     for (const Named& input : inputs)
         if (!input.name.isEmpty())
@@ -232,6 +291,13 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
         {"map-peaks", ""},
         {"map-grid", "", "degrees", "5"},
         {"map-music", ""},
+        {"ambix", "", "file"},
+        {"ambi-order", "", "order", "3"},
+        {"ambi-norm", "", "norm", "sn3d"},
+        {"orientation", "", "angles"},
+        {"binaural", "", "file"},
+        {"hrtf", "", "file", QString::fromLatin1(CRenderOptions::kDefaultHrtf)},
+        {"head", "", "angles"},
         {{"q", "quiet"}, ""},
     });
     if (!parser.parse(arguments)) {
@@ -257,18 +323,23 @@ bool CRenderOptions::parse(const QStringList& arguments, CRenderOptions& options
     options.mapFile = parser.value("map");
     options.mapPeaks = parser.isSet("map-peaks");
     options.mapMusic = parser.isSet("map-music");
-    return parseValues(parser, options, error) && checkCombination(options, error)
-        && checkDistinctFiles(options, error);
+    options.ambixOutput = parser.value("ambix");
+    options.binauralOutput = parser.value("binaural");
+    options.hrtfFile = parser.value("hrtf");
+    return parseValues(parser, options, error) && checkAmbisonicsOptions(parser, options, error)
+        && checkCombination(options, error) && checkDistinctFiles(options, error);
 }
 
 QString CRenderOptions::helpText()
 {
     return QStringLiteral(R"(Usage: vantoria-render [options] INPUT --output BEAMS.wav
        vantoria-render [options] --scene --output BEAMS.wav
+       vantoria-render [options] INPUT --ambix SCENE.wav --binaural EARS.wav
 
 Forms beams from the recording of a 32-capsule spherical microphone array, or from a
 modelled sound scene, with the same signal path as the application, and writes one
-channel per beam into a wave file. It runs as fast as the machine allows.
+channel per beam into a wave file; and/or writes the sound field as AmbiX and as a
+binaural stereo file for headphones. It runs as fast as the machine allows.
 
 Input (one of):
   INPUT                      a recording in any format libsndfile reads: WAV, RF64, W64,
@@ -310,9 +381,28 @@ Output:
   --float                    write the beams as 32-bit floats instead.
   --array-output FILE.wav    also write the 32 capsule signals of a rendered scene,
                              calibrated, as the application records them (24-bit).
+  At least one of --output, --ambix and --binaural is needed.
   Files are written under a temporary name and appear only when complete. An output
   that is the same file as an input or as another output (under any name: a path, a
   symbolic link, a hard link) is refused before anything is written.
+
+Ambisonics and binaural (need the 32 capsule channels; alone or beside the beams):
+  --ambix FILE.wav           the sound field as AmbiX: ACN channel order, SN3D, no
+                             Condon-Shortley phase; 24-bit, or 32-bit float with --float.
+  --ambi-order N             order 1, 2 or 3: 4, 9 or 16 channels (default 3).
+  --ambi-norm sn3d|n3d       normalisation of the AmbiX channels (default sn3d).
+  --orientation YAW,PITCH,ROLL
+                             how the array is mounted, in degrees (-360..360): yaw > 0
+                             turns its front (azimuth 0) to the left, pitch > 0 tilts it
+                             up, roll > 0 lifts its left side; 0,0,180 is upside down.
+                             Applies to --ambix and --binaural (default 0,0,0).
+  --binaural FILE.wav        the scene for headphones: left and right ear, decoded from
+                             the third-order field, 128 samples later than the AmbiX
+                             channels.
+  --hrtf FILE.sofa           the head-related responses of the binaural decoder (default
+                             /usr/share/libmysofa/default.sofa, a KEMAR set).
+  --head YAW,PITCH,ROLL      the listener's head, in degrees: yaw > 0 turns it to the
+                             left, so a source ahead is heard to the right (default 0,0,0).
 
 Sound map (where sound comes from, over the whole input; needs the 32 capsule channels):
   --map FILE.png             the map as a picture: azimuth 0..360 from left to right,
@@ -334,10 +424,13 @@ Examples:
   vantoria-render --scene --beam 30,90,card3 --beam 150,60,hyper3 -o beams.wav
   vantoria-render take.wav --beams stage.vts --float -o take-beams.wav
   vantoria-render --scene --beam 30,90,omni -o beams.wav --map map.png --map-peaks
+  vantoria-render take.wav --ambix take-ambix.wav --ambi-order 3 --orientation 0,0,180
+  vantoria-render take.wav --binaural take-ears.wav --head 30,0,0
 
 Exit status: 0 on success (warnings and notes go to the error stream); 1 when an input
 cannot be read, an output cannot be written or rendering failed; 2 for a command line it
-cannot use: an unknown option, pattern or "WNG" value, a value out of range, beams for an
-input without the 32 capsule channels, an output that is an input or another output.
+cannot use: an unknown option, pattern or "WNG" value, a value out of range, beams,
+--ambix or --binaural for an input without the 32 capsule channels, a SOFA file that is
+refused, an output that is an input or another output.
 )");
 }

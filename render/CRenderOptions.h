@@ -4,6 +4,7 @@
 // values are checked against the pattern library when the beams are resolved
 // (CPatternCatalogue), a file's channel count and sample rate when it is opened.
 
+#include "ambisonics/SphericalHarmonics.h"
 #include "emulation/CSceneSignal.h"
 #include "settings/CBeamSettings.h"
 
@@ -21,8 +22,16 @@ struct CSceneSourceRequest {
     float levelDb = -12.0f;    // peak level of the signal at the sphere
 };
 
+// Yaw, pitch and roll in degrees.
+struct CRenderAngles {
+    float yaw = 0.0f;
+    float pitch = 0.0f;
+    float roll = 0.0f;
+};
+
 struct CRenderOptions {
     static constexpr int kMaxBeams = 18;
+    static constexpr const char* kDefaultHrtf = "/usr/share/libmysofa/default.sofa";
 
     QString inputFile;                  // a wave file; empty when a scene is rendered
     bool scene = false;                 // render a scene instead of reading a file
@@ -33,7 +42,14 @@ struct CRenderOptions {
     QString beamFile;                   // a .vts beam settings file
     QString output;                     // the beams' wave file
     QString arrayOutput;                // the scene's array signal
-    bool floatOutput = false;           // 32-bit float beams instead of 24-bit integers
+    bool floatOutput = false;           // 32-bit float outputs instead of 24-bit integers
+    QString ambixOutput;                // the AmbiX channels
+    int ambiOrder = 3;
+    AmbiNorm ambiNorm = AmbiNorm::kSn3d;
+    CRenderAngles mounting;             // of the array, in the AmbiX frame
+    QString binauralOutput;             // the two ears
+    QString hrtfFile = QString::fromLatin1(kDefaultHrtf);
+    CRenderAngles head;                 // of the listener
     QString mapFile;                    // the sound map as a PNG picture
     bool mapPeaks = false;              // print the map's peaks
     int mapGrid = 5;                    // degrees between the map's directions
@@ -48,4 +64,5 @@ struct CRenderOptions {
     static bool parse(const QStringList& arguments, CRenderOptions& options, QString& error);
     static QString helpText();
     bool wantsMap() const { return !mapFile.isEmpty() || mapPeaks; }
+    bool wantsAmbisonics() const { return !ambixOutput.isEmpty() || !binauralOutput.isEmpty(); }
 };

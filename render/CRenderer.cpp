@@ -45,10 +45,10 @@ bool CRenderer::prepare(const CRenderOptions& options, QString& error)
         buildScene(options);
     else if (!openInputFile(options, error))
         return false;
-    if (mOutputChannels < 1)
+    if (mOutputChannels < 1 && !options.output.isEmpty())
         return refuse(error, QStringLiteral("no beams: give --beam AZ,EL,PATTERN or --beams FILE.vts with at least one "
                                             "track"));
-    return buildGraph(options, error) && openOutputs(options, error);
+    return buildGraph(options, error) && setUpAmbisonics(options, error) && openOutputs(options, error);
 }
 
 bool CRenderer::refuse(QString& error, const QString& message)
@@ -102,9 +102,13 @@ bool CRenderer::openInputFile(const CRenderOptions& options, QString& error)
                                             "file is copied straight through)")
                                  .arg(counted)
                                  .arg(kCapsules));
+    if (!mBeamformed && options.wantsAmbisonics())
+        return refuse(error, QStringLiteral("%1: --ambix and --binaural need the %2 capsule channels")
+                                 .arg(counted)
+                                 .arg(kCapsules));
     mSampleRate = mInput.sampleRate();
     mTotalFrames = mInput.frames();
-    mOutputChannels = mBeamformed ? int(mBeams.size()) : std::min(channels, kMaxBeams);
+    mOutputChannels = options.output.isEmpty() ? 0 : mBeamformed ? int(mBeams.size()) : std::min(channels, kMaxBeams);
     if (!mBeamformed && options.wantsMap())
         mMapNote = QStringLiteral("no sound map: %1, the map needs the array's %2 capsule channels")
                        .arg(counted)
@@ -132,7 +136,7 @@ void CRenderer::buildScene(const CRenderOptions& options)
     const qint64 frames = qint64(std::ceil(options.duration * mSampleRate));
     mTotalFrames = (frames + mBlock - 1) / mBlock * mBlock;
     mBeamformed = true;
-    mOutputChannels = int(mBeams.size());
+    mOutputChannels = options.output.isEmpty() ? 0 : int(mBeams.size());
     mHardware = std::make_unique<CHardwareModel>();
     mScene = std::make_unique<CSoundScene>(double(mSampleRate));
     if (options.sources.isEmpty())
@@ -166,7 +170,28 @@ bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
     if (mHardware)
         calibrate();
     allocateChannels(mInStorage, mIn, kCapsules, mBlock);
-    allocateChannels(mOutStorage, mOut, mOutputChannels, mBlock);
+    allocateChannels(mOutStorage, mOut, std::max(mOutputChannels, 1), mBlock);
+    return true;
+}
+
+// The format, the mounting and the head, and the ear filters: a SOFA file the decoder
+// refuses is the command line's fault.
+bool CRenderer::setUpAmbisonics(const CRenderOptions& options, QString& error)
+{
+    if (!options.wantsAmbisonics())
+        return true;
+    mGraph.setAmbisonicsFormat(options.ambiOrder, options.ambiNorm);
+    mGraph.setMountingOrientation({options.mounting.yaw, options.mounting.pitch, options.mounting.roll});
+    mAmbixChannels = options.ambixOutput.isEmpty() ? 0 : ambiChannelCount(options.ambiOrder);
+    mGraph.setAmbisonicsReader(mAmbixChannels > 0);
+    if (options.binauralOutput.isEmpty())
+        return true;
+    mGraph.setHeadOrientation({options.head.yaw, options.head.pitch, options.head.roll});
+    mGraph.setBinauralReader(true);
+    std::string message;
+    if (mGraph.loadHrtf(options.hrtfFile.toStdString(), message) != vkOk)
+        return refuse(error, QStringLiteral("--hrtf %1 refused: %2")
+                                 .arg(options.hrtfFile, message.empty() ? QStringLiteral("no filters") : QString::fromStdString(message)));
     return true;
 }
 
@@ -179,8 +204,9 @@ int CRenderer::configureGraph()
     mGraph.setInputMode(CAudioGraph::inputLive);
     mGraph.setProcessingMode(mBeamformed ? CAudioGraph::processingBeamforming : CAudioGraph::processingStraight);
     mGraph.setNumBeams(mOutputChannels);
+    // Without beams the graph still needs an output to run on; it stays silent.
     return mGraph.build(vkAudioInterface::timeDomain(kCapsules, rate, mBlock),
-                        vkAudioInterface::timeDomain(mOutputChannels, rate, mBlock));
+                        vkAudioInterface::timeDomain(std::max(mOutputChannels, 1), rate, mBlock));
 }
 
 // The input volume's channel gains undo the capsules' sensitivity errors.
@@ -213,14 +239,25 @@ void CRenderer::attachMap(const CRenderOptions& options)
         mMapFile = std::make_unique<CPendingFile>(options.mapFile);
 }
 
+bool CRenderer::openSink(CRenderSink& sink, std::unique_ptr<CPendingFile>& file, const QString& name, int channels,
+                         int format, QString& error)
+{
+    if (name.isEmpty())
+        return true;
+    file = std::make_unique<CPendingFile>(name);
+    if (sink.open(file->temporaryName(), channels, mSampleRate, format, mBlock))
+        return true;
+    error = QStringLiteral("cannot write %1").arg(name);
+    return false;
+}
+
 bool CRenderer::openOutputs(const CRenderOptions& options, QString& error)
 {
-    mBeamFile = std::make_unique<CPendingFile>(options.output);
     const int format = options.floatOutput ? CRenderSink::formatFloat32 : CRenderSink::formatInteger24;
-    if (!mSink.open(mBeamFile->temporaryName(), mOutputChannels, mSampleRate, format, mBlock)) {
-        error = QStringLiteral("cannot write %1").arg(options.output);
+    if (!openSink(mSink, mBeamFile, options.output, mOutputChannels, format, error)
+        || !openSink(mAmbixSink, mAmbixFile, options.ambixOutput, mAmbixChannels, format, error)
+        || !openSink(mEarSink, mEarFile, options.binauralOutput, CAudioGraph::kEars, format, error))
         return false;
-    }
     if (!options.arrayOutput.isEmpty()) {
         mArrayFile = std::make_unique<CPendingFile>(options.arrayOutput);
         if (mGraph.openTake(CAudioGraph::sinkArray, mArrayFile->temporaryName()) != vkOk) {
@@ -265,10 +302,13 @@ bool CRenderer::renderBlock(qint64 done, QString& error)
         error = QStringLiteral("the audio graph failed with code %1 at %2 s").arg(result).arg(double(done) / mSampleRate);
         return false;
     }
-    if (!mSink.write(mOut.data(), int(std::min<qint64>(mBlock, mTotalFrames - done)))) {
+    const int frames = int(std::min<qint64>(mBlock, mTotalFrames - done));
+    if (mBeamFile && !mSink.write(mOut.data(), frames)) {
         error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mBeamFile->finalName());
         return false;
     }
+    if (!writeAmbisonics(frames, error))
+        return false;
     mGraph.checkFileQueues();
     ModeCovarianceFrame period;
     while (mCovariance && mCovariance->fetch(period))
@@ -276,13 +316,33 @@ bool CRenderer::renderBlock(qint64 done, QString& error)
     return true;
 }
 
+// The first channels of the encoder's 16 and the two ears, as the graph left them.
+bool CRenderer::writeAmbisonics(int frames, QString& error)
+{
+    const CAudioGraph& graph = *mGraph.graph();
+    if (mAmbixFile && !mAmbixSink.write(graph.ambisonicsBus()->data(), frames))
+        error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mAmbixFile->finalName());
+    else if (mEarFile && !mEarSink.write(graph.binauralBus()->data(), frames))
+        error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mEarFile->finalName());
+    else
+        return true;
+    return false;
+}
+
+qint64 CRenderer::clippedSamples() const
+{
+    return mSink.clippedSamples() + mAmbixSink.clippedSamples() + mEarSink.clippedSamples();
+}
+
 bool CRenderer::finish(QString& error)
 {
     mGraph.stopTake(CAudioGraph::sinkArray);
     mGraph.processor()->stop();
-    mSink.close();
-    return writeMap(error) && mBeamFile->commit(error) && (!mArrayFile || mArrayFile->commit(error))
-           && (!mMapFile || mMapFile->commit(error));
+    for (CRenderSink* sink : {&mSink, &mAmbixSink, &mEarSink})
+        sink->close();
+    const auto commit = [&error](const std::unique_ptr<CPendingFile>& file) { return !file || file->commit(error); };
+    return writeMap(error) && commit(mBeamFile) && commit(mArrayFile) && commit(mMapFile) && commit(mAmbixFile)
+           && commit(mEarFile);
 }
 
 bool CRenderer::writeMap(QString& error)

@@ -3,7 +3,9 @@
 // libsndfile reads or from the modelled scene, run block after block as fast as the
 // machine allows. The beams (what the graph hands to the driver's outputs) go into a
 // wave file; a rendered scene's calibrated array signal can go through the graph's own
-// array recorder. Outputs appear under their names only after a complete run.
+// array recorder. The graph's Ambisonics encoder and binaural decoder give the AmbiX
+// and binaural outputs, read from the graph after each block. Outputs appear under their
+// names only after a complete run.
 //
 // The scene's capsules carry the seeded sensitivity errors of the hardware model, and
 // the graph's input volume applies the calibration gains that undo them, as the
@@ -48,8 +50,8 @@ public:
     double durationSeconds() const { return double(mTotalFrames) / mSampleRate; }
     int sampleRate() const { return mSampleRate; }
     int outputChannels() const { return mOutputChannels; }
-    // Beam samples that the 24-bit output had to saturate.
-    qint64 clippedSamples() const { return mSink.clippedSamples(); }
+    // Samples that the 24-bit outputs had to saturate.
+    qint64 clippedSamples() const;
     // False when the input is played straight through instead.
     bool beamformed() const { return mBeamformed; }
     // The whole run's sound map, after run(); null when none was asked for or possible.
@@ -70,7 +72,11 @@ private:
     int configureGraph();
     void calibrate();
     void steerBeams();
+    bool setUpAmbisonics(const CRenderOptions& options, QString& error);
     bool openOutputs(const CRenderOptions& options, QString& error);
+    bool openSink(CRenderSink& sink, std::unique_ptr<CPendingFile>& file, const QString& name, int channels,
+                  int format, QString& error);
+    bool writeAmbisonics(int frames, QString& error);
     bool renderBlock(qint64 done, QString& error);
     bool finish(QString& error);
     void attachMap(const CRenderOptions& options);
@@ -83,6 +89,8 @@ private:
     std::unique_ptr<CPendingFile> mBeamFile;
     std::unique_ptr<CPendingFile> mArrayFile;
     std::unique_ptr<CPendingFile> mMapFile;
+    std::unique_ptr<CPendingFile> mAmbixFile;
+    std::unique_ptr<CPendingFile> mEarFile;
     // Before the graph, which is destroyed first and holds the covariance as its tap.
     std::unique_ptr<CModeCovariance> mCovariance;
     std::unique_ptr<CSoundMap> mMap;
@@ -91,6 +99,8 @@ private:
     QString mInputWarning;
     CInputFile mInput;
     CRenderSink mSink;
+    CRenderSink mAmbixSink;
+    CRenderSink mEarSink;
     std::unique_ptr<CHardwareModel> mHardware;
     std::unique_ptr<CSoundScene> mScene;
     CGraphSession mGraph;
@@ -104,6 +114,7 @@ private:
     int mSampleRate = 44100;
     int mBlock = 512;
     int mOutputChannels = 0;
+    int mAmbixChannels = 0;
     bool mBeamformed = true;
     bool mRefusedCommandLine = false;
     qint64 mTotalFrames = 0;

@@ -1,4 +1,5 @@
-// vantoria-render: beams from an array recording or a modelled scene, from the command line.
+// vantoria-render: beams, AmbiX and binaural from an array recording or a modelled scene, from the
+// command line.
 
 #include "render/CMapPicture.h"
 #include "render/CProgressBar.h"
@@ -35,13 +36,19 @@ int fail(const QString& message, int status)
 void printSummary(const CRenderer& renderer, const CRenderOptions& options, double seconds)
 {
     const double audio = renderer.durationSeconds();
-    const QString what = renderer.beamformed()
+    const QString what = renderer.outputChannels() == 0 ? QStringLiteral("the sound field")
+                         : renderer.beamformed()
                              ? QStringLiteral("%1 beam%2").arg(renderer.outputChannels()).arg(renderer.outputChannels() == 1 ? "" : "s")
                              : QStringLiteral("%1 channel%2 straight through").arg(renderer.outputChannels()).arg(renderer.outputChannels() == 1 ? "" : "s");
     std::printf("Rendered %.2f s at %d Hz to %s in %.2f s: real-time factor %.1f\n", audio, renderer.sampleRate(),
                 qPrintable(what), seconds, seconds > 0.0 ? audio / seconds : 0.0);
-    std::printf("Wrote %s (%s)%s%s\n", qPrintable(options.output), options.floatOutput ? "32-bit float" : "24-bit",
-                options.arrayOutput.isEmpty() ? "" : " and ", qPrintable(options.arrayOutput));
+    QStringList written;
+    for (const QString& name : {options.output, options.ambixOutput, options.binauralOutput})
+        if (!name.isEmpty())
+            written << name;
+    std::printf("Wrote %s (%s)%s%s\n", qPrintable(written.join(QStringLiteral(", "))),
+                options.floatOutput ? "32-bit float" : "24-bit", options.arrayOutput.isEmpty() ? "" : " and ",
+                qPrintable(options.arrayOutput));
     std::fflush(stdout);
 }
 
@@ -98,7 +105,7 @@ int main(int argc, char** argv)
         printSummary(renderer, options, elapsed.count());
     printMap(renderer, options);
     if (renderer.clippedSamples() > 0)
-        std::fprintf(stderr, "vantoria-render: warning: %lld beam samples beyond full scale were clipped; --float keeps them\n",
+        std::fprintf(stderr, "vantoria-render: warning: %lld samples beyond full scale were clipped; --float keeps them\n",
                      static_cast<long long>(renderer.clippedSamples()));
     return 0;
 }

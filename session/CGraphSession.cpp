@@ -1,5 +1,21 @@
 #include "session/CGraphSession.h"
 
+#include "binaural/CBinauralFilters.h"
+#include "binaural/CBinauralDecoder.h"
+
+#include <cmath>
+
+namespace {
+
+bool finite(const CGraphSession::Orientation& o)
+{
+    return std::isfinite(o.yaw) && std::isfinite(o.pitch) && std::isfinite(o.roll);
+}
+
+CHeadOrientation headOf(const CGraphSession::Orientation& o) { return {o.yaw, o.pitch, o.roll}; }
+
+} // namespace
+
 CGraphSession::CGraphSession() { mCalibration.fill(1.0f); }
 
 CGraphSession::~CGraphSession()
@@ -40,6 +56,14 @@ void CGraphSession::applyAll()
     mGraph->setMonitorGain(mMonitorGain);
     mGraph->setMonitorEnabled(mMonitorEnabled);
     mGraph->setModeTap(mTap);
+    mGraph->setAmbisonicsFormat(mAmbiOrder, mAmbiNorm);
+    mGraph->setMountingOrientation(mMounting.yaw, mMounting.pitch, mMounting.roll);
+    mGraph->setAboveAliasing(mAboveAliasing);
+    mGraph->setHeadOrientation(headOf(mHead));
+    if (mFilters && !hrtfNeedsDesign())
+        mGraph->setBinauralFilters(*mFilters);
+    mGraph->setAmbisonicsReader(mAmbiReader);
+    mGraph->setBinauralReader(mBinauralReader);
 }
 
 // Pattern before direction: the beamformer takes a beam up in that order.
@@ -217,6 +241,81 @@ void CGraphSession::setModeTap(CKorvane::ModeTap* tap)
     mTap = tap;
     if (ready())
         mGraph->setModeTap(tap);
+}
+
+int CGraphSession::setAmbisonicsFormat(int order, AmbiNorm norm)
+{
+    if (order < 1 || order > kAmbiMaxOrder)
+        return vkErrRange;
+    const int r = ready() ? mGraph->setAmbisonicsFormat(order, norm) : int(vkOk);
+    if (r == vkOk) {
+        mAmbiOrder = order;
+        mAmbiNorm = norm;
+    }
+    return r;
+}
+
+int CGraphSession::setMountingOrientation(const Orientation& mounting)
+{
+    if (!finite(mounting))
+        return vkErrRange;
+    mMounting = mounting;
+    return ready() ? mGraph->setMountingOrientation(mounting.yaw, mounting.pitch, mounting.roll) : int(vkOk);
+}
+
+void CGraphSession::setAboveAliasing(bool on)
+{
+    mAboveAliasing = on;
+    if (ready())
+        mGraph->setAboveAliasing(on);
+}
+
+int CGraphSession::setHeadOrientation(const Orientation& head)
+{
+    if (!finite(head))
+        return vkErrRange;
+    mHead = head;
+    return ready() ? mGraph->setHeadOrientation(headOf(head)) : int(vkOk);
+}
+
+int CGraphSession::setBinauralFilters(std::shared_ptr<const CBinauralFilters> filters, const std::string& path)
+{
+    if (!filters || filters->isEmpty())
+        return vkErrRange;
+    const int r = ready() ? mGraph->setBinauralFilters(*filters) : int(vkOk);
+    if (r == vkOk) {
+        mFilters = std::move(filters);
+        mHrtfPath = path;
+    }
+    return r;
+}
+
+int CGraphSession::loadHrtf(const std::string& path, std::string& message)
+{
+    if (!ready())
+        return vkErrNotConfigured;
+    auto filters = std::make_shared<const CBinauralFilters>(
+        CBinauralFilters::designFromSofa(path, mGraph->sampleRate(), CBinauralDecoder::kMaxTaps, message));
+    return filters->isEmpty() ? int(CBinauralDecoder::kErrHrtf) : setBinauralFilters(std::move(filters), path);
+}
+
+bool CGraphSession::hrtfNeedsDesign() const
+{
+    return !mHrtfPath.empty() && ready() && (!mFilters || mFilters->sampleRate() != mGraph->sampleRate());
+}
+
+void CGraphSession::setAmbisonicsReader(bool on)
+{
+    mAmbiReader = on;
+    if (ready())
+        mGraph->setAmbisonicsReader(on);
+}
+
+void CGraphSession::setBinauralReader(bool on)
+{
+    mBinauralReader = on;
+    if (ready())
+        mGraph->setBinauralReader(on);
 }
 
 // ---- straight through

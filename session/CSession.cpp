@@ -1,6 +1,8 @@
 #include "session/CSession.h"
 
 #include "audiofile/CAudioFile.h"
+#include "binaural/CBinauralDecoder.h"
+#include "binaural/CBinauralFilters.h"
 #include "box/CZibControl.h"
 #include "device/vkHost.h"
 #include "emulation/CEmulatedHardware.h"
@@ -52,6 +54,8 @@ CSession::CSession(const QString& iniFile, QObject* parent)
 
 CSession::~CSession()
 {
+    if (mHrtfWorker.joinable())
+        mHrtfWorker.join();
     stopTakes();
     stop();
     hostClose();
@@ -63,9 +67,22 @@ void CSession::open()
 {
     startBox();
     mSettings = CZircSettings::load(mIniFile);
+    applyAmbisonicsSettings();
     waitForBox();
     mAudio.open(mSettings);
     buildGraph();
+}
+
+// Values out of range in the file fall back to the defaults.
+void CSession::applyAmbisonicsSettings()
+{
+    const CZircSettings& s = mSettings;
+    const AmbiNorm norm = s.mAmbiNorm == 1 ? AmbiNorm::kN3d : AmbiNorm::kSn3d;
+    if (mGraph.setAmbisonicsFormat(s.mAmbiOrder, norm) != 0)
+        mGraph.setAmbisonicsFormat(kAmbiMaxOrder, norm);
+    mGraph.setMountingOrientation({s.mMountingYaw, s.mMountingPitch, s.mMountingRoll});
+    mGraph.setAboveAliasing(s.mAmbiAboveAliasing);
+    mGraph.setHeadOrientation({s.mHeadYaw, s.mHeadPitch, s.mHeadRoll});
 }
 
 // The emulation switch is read ahead of the other settings: it decides which box the
@@ -118,6 +135,11 @@ int CSession::buildGraph()
         hostSetObject(mGraph.processor());
         hostSetTarget(vkTargetObject);
     }
+    // The ear filters of the first graph, or of one at a new rate.
+    if (mGraph.hrtfPath().empty() && !mSettings.mHrtfFile.isEmpty())
+        loadHrtf(mSettings.mHrtfFile);
+    else if (mGraph.hrtfNeedsDesign())
+        loadHrtf(QString::fromStdString(mGraph.hrtfPath()));
     return 0;
 }
 
@@ -330,6 +352,104 @@ void CSession::poll()
     checkDevice();
     checkTakes();
     applyCalibration();
+}
+
+// ---- Ambisonics and binaural
+
+int CSession::setAmbisonicsFormat(int order, AmbiNorm norm)
+{
+    if (order == mGraph.ambisonicsOrder() && norm == mGraph.ambisonicsNorm())
+        return 0;
+    if (order < 1 || order > kAmbiMaxOrder)
+        return vkErrRange;
+    const bool wasRunning = mRunning;
+    if (wasRunning)
+        stop();
+    const int r = mGraph.setAmbisonicsFormat(order, norm);
+    if (r == 0) {
+        mSettings.mAmbiOrder = order;
+        mSettings.mAmbiNorm = norm == AmbiNorm::kN3d ? 1 : 0;
+    }
+    if (wasRunning)
+        start();
+    return r;
+}
+
+int CSession::setMountingOrientation(const CGraphSession::Orientation& mounting)
+{
+    const int r = mGraph.setMountingOrientation(mounting);
+    if (r == 0) {
+        mSettings.mMountingYaw = mounting.yaw;
+        mSettings.mMountingPitch = mounting.pitch;
+        mSettings.mMountingRoll = mounting.roll;
+    }
+    return r;
+}
+
+int CSession::setHeadOrientation(const CGraphSession::Orientation& head)
+{
+    const int r = mGraph.setHeadOrientation(head);
+    if (r == 0) {
+        mSettings.mHeadYaw = head.yaw;
+        mSettings.mHeadPitch = head.pitch;
+        mSettings.mHeadRoll = head.roll;
+    }
+    return r;
+}
+
+void CSession::setAboveAliasing(bool on)
+{
+    mSettings.mAmbiAboveAliasing = on;
+    mGraph.setAboveAliasing(on);
+}
+
+void CSession::loadHrtf(const QString& path)
+{
+    if (mHrtfWorker.joinable())
+        mNextHrtf = path;
+    else
+        startHrtfDesign(path);
+}
+
+// The worker only reads the file and designs; the result comes back to this thread as a
+// queued call, which Qt drops when the session is gone (its destructor joins the worker).
+void CSession::startHrtfDesign(const QString& path)
+{
+    if (!mGraph.graph() || !(mGraph.graph()->sampleRate() > 0.0)) {
+        emit hrtfLoaded(path, QStringLiteral("no audio graph runs yet to design the filters for"));
+        return;
+    }
+    const double rate = mGraph.graph()->sampleRate();
+    mHrtfWorker = std::thread([this, path, rate] {
+        std::string message;
+        auto filters = std::make_shared<const CBinauralFilters>(
+            CBinauralFilters::designFromSofa(path.toStdString(), rate, CBinauralDecoder::kMaxTaps, message));
+        const QString error = filters->isEmpty() ? QString::fromStdString(message) : QString();
+        QMetaObject::invokeMethod(
+            this, [this, path, filters, error] { finishHrtfDesign(path, filters, error); }, Qt::QueuedConnection);
+    });
+}
+
+// Filters designed for a rate the graph no longer runs at are designed again.
+void CSession::finishHrtfDesign(const QString& path, std::shared_ptr<const CBinauralFilters> filters,
+                                const QString& error)
+{
+    mHrtfWorker.join();
+    QString outcome = error;
+    if (outcome.isEmpty() && mGraph.graph() && filters->sampleRate() != mGraph.graph()->sampleRate()) {
+        startHrtfDesign(mNextHrtf.isEmpty() ? path : std::exchange(mNextHrtf, QString()));
+        return;
+    }
+    if (outcome.isEmpty()) {
+        const int r = mGraph.setBinauralFilters(std::move(filters), path.toStdString());
+        if (r != 0)
+            outcome = QStringLiteral("the binaural decoder refused the filters of %1 (code %2)").arg(path).arg(r);
+        else
+            mSettings.mHrtfFile = path;
+    }
+    emit hrtfLoaded(path, outcome);
+    if (!mNextHrtf.isEmpty())
+        startHrtfDesign(std::exchange(mNextHrtf, QString()));
 }
 
 // ---- calibration

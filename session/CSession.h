@@ -11,6 +11,12 @@
 // goes wrong on the way. poll() (every 60 ms from the front end's timer) serves a device
 // that asked for a reset, finishes takes that the disk refused, reports takes cut by a slow
 // disk, and applies the box's calibration once it arrives.
+//
+// Ambisonics and binaural monitoring: the commands below keep their values in the
+// settings as well. Ear filters take hundreds of milliseconds to read and design, so
+// loadHrtf does that on a worker thread and hands the filters to the graph back on the
+// control thread; hrtfLoaded() tells the outcome. A graph built at another rate has its
+// filters designed anew the same way.
 
 #include "graph/CAudioGraph.h"
 #include "session/CAudioDevice.h"
@@ -25,6 +31,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <thread>
 
 class CEmulatedHardware;
 class CZibControl;
@@ -99,6 +106,21 @@ public:
     // is built anew on the device's new output list; a running stream plays on.
     int rebuild();
 
+    // ---- Ambisonics and binaural (values kept in the settings too)
+    // The stream stops for the change and plays on; 5 while an Ambisonics take is open,
+    // 8 for an order outside 1..3. Nothing changes on refusal.
+    int setAmbisonicsFormat(int order, AmbiNorm norm);
+    // 8, and nothing changes, for an angle that is not finite.
+    int setMountingOrientation(const CGraphSession::Orientation& mounting);
+    int setHeadOrientation(const CGraphSession::Orientation& head);
+    void setAboveAliasing(bool on);
+    // Reads and designs the SOFA file at `path` on a worker, then loads its filters;
+    // hrtfLoaded() follows. A request while one is under way runs after it.
+    void loadHrtf(const QString& path);
+    bool hrtfLoading() const { return mHrtfWorker.joinable(); }
+    // Samples by which the ears follow the Ambisonics channels (for the status line).
+    int binauralLatency() const { return mGraph.binauralLatency(); }
+
     void poll();
 
 signals:
@@ -112,6 +134,9 @@ signals:
     // A new graph runs (for a changed device or output list): displays and taps follow.
     void graphRebuilt();
     void calibrationChanged();
+    // A requested SOFA file was loaded (`error` empty) or refused (`error` says why; the
+    // filters in force stay).
+    void hrtfLoaded(const QString& path, const QString& error);
 
 private slots:
     void actOnBoxMessage(int cmd, int value);
@@ -137,6 +162,9 @@ private:
     bool followDevice(CAudioDevice::Recovery recovery);
     void checkTakes();
     void applyCalibration();
+    void applyAmbisonicsSettings();
+    void startHrtfDesign(const QString& path);
+    void finishHrtfDesign(const QString& path, std::shared_ptr<const CBinauralFilters> filters, const QString& error);
 
     QString mIniFile;
     CAudioDevice::Choose mChooseDevice;
@@ -153,4 +181,7 @@ private:
     bool mCalibrated = false;
     std::array<QString, kSinks> mTakePaths; // the take of each sink; empty while it records none
     std::array<bool, kSinks> mCutReported{};
+    // The worker that designs ear filters, and a file asked for while it runs.
+    std::thread mHrtfWorker;
+    QString mNextHrtf;
 };

@@ -10,6 +10,12 @@ QVariant read(const QSettings& file, const char* key)
 {
     return file.value(QString::fromLatin1(key), QVariant());
 }
+
+// A key added after the version numbers began: its default when missing.
+QVariant readNewer(const QSettings& file, const char* key, const QVariant& fallback)
+{
+    return file.value(QString::fromLatin1(key), fallback);
+}
 } // namespace
 
 // Keys are read and written in one order: "version", then the order of the members.
@@ -37,6 +43,19 @@ CZircSettings CZircSettings::load(const QString& fileName)
     s.mMonitorChannelOffset = read(file, "minitorChannelOffset").toInt();
     s.mSensorFile = read(file, "sensorFile").toString();
     s.mEmulateHardware = file.value(QString::fromLatin1(kEmulationKey), true).toBool();
+    const CZircSettings d;
+    s.mMountingYaw = readNewer(file, "mountingYaw", d.mMountingYaw).toFloat();
+    s.mMountingPitch = readNewer(file, "mountingPitch", d.mMountingPitch).toFloat();
+    s.mMountingRoll = readNewer(file, "mountingRoll", d.mMountingRoll).toFloat();
+    s.mAmbiOrder = readNewer(file, "ambisonicsOrder", d.mAmbiOrder).toInt();
+    s.mAmbiNorm = readNewer(file, "ambisonicsNorm", d.mAmbiNorm).toInt();
+    s.mAmbiAboveAliasing = readNewer(file, "ambisonicsAboveAliasing", d.mAmbiAboveAliasing).toBool();
+    s.mHrtfFile = readNewer(file, "hrtfFile", d.mHrtfFile).toString();
+    s.mHeadYaw = readNewer(file, "headYaw", d.mHeadYaw).toFloat();
+    s.mHeadPitch = readNewer(file, "headPitch", d.mHeadPitch).toFloat();
+    s.mHeadRoll = readNewer(file, "headRoll", d.mHeadRoll).toFloat();
+    s.mOscEnabled = readNewer(file, "oscEnabled", d.mOscEnabled).toBool();
+    s.mOscPort = readNewer(file, "oscPort", d.mOscPort).toInt();
     return s;
 }
 
@@ -63,5 +82,17 @@ void CZircSettings::write(const QString& fileName) const
     file.setValue("minitorChannelOffset", mMonitorChannelOffset);
     file.setValue("sensorFile", mSensorFile);
     file.setValue(kEmulationKey, mEmulateHardware);
+    file.setValue("mountingYaw", mMountingYaw);
+    file.setValue("mountingPitch", mMountingPitch);
+    file.setValue("mountingRoll", mMountingRoll);
+    file.setValue("ambisonicsOrder", mAmbiOrder);
+    file.setValue("ambisonicsNorm", mAmbiNorm);
+    file.setValue("ambisonicsAboveAliasing", mAmbiAboveAliasing);
+    file.setValue("hrtfFile", mHrtfFile);
+    file.setValue("headYaw", mHeadYaw);
+    file.setValue("headPitch", mHeadPitch);
+    file.setValue("headRoll", mHeadRoll);
+    file.setValue("oscEnabled", mOscEnabled);
+    file.setValue("oscPort", mOscPort);
     file.sync();
 }

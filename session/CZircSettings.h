@@ -30,6 +30,23 @@ struct CZircSettings {
     // The software box and array stand in for the hardware. Missing from a file written
     // before the switch existed reads as on, so an upgrade changes nothing.
     bool mEmulateHardware = true;
+    // Ambisonics, binaural monitoring and remote control. A file written before these
+    // keys existed reads them as the defaults below, like the emulation switch.
+    // The array's mounting in the AmbiX frame, degrees.
+    float mMountingYaw = 0.0f;
+    float mMountingPitch = 0.0f;
+    float mMountingRoll = 0.0f;
+    int mAmbiOrder = 3;           // 1..3
+    int mAmbiNorm = 0;            // 0 SN3D, 1 N3D
+    bool mAmbiAboveAliasing = false;
+    QString mHrtfFile = QStringLiteral("/usr/share/libmysofa/default.sofa");
+    // The listener's head, degrees (yaw > 0 turns it to the left).
+    float mHeadYaw = 0.0f;
+    float mHeadPitch = 0.0f;
+    float mHeadRoll = 0.0f;
+    // OSC over UDP: off by default.
+    bool mOscEnabled = false;
+    int mOscPort = 9000;
 
     // The defaults of a first run.
     static CZircSettings defaults() { return CZircSettings(); }

@@ -71,6 +71,18 @@ TEST(Settings, EveryKeyRoundTripsUnderItsOwnName)
     s.mMonitorChannelOffset = 9;
     s.mSensorFile = QString::fromUtf8("/tmp/aufnahme \xc3\xa4.wav");
     s.mEmulateHardware = false;
+    s.mMountingYaw = 12.5f;
+    s.mMountingPitch = -3.0f;
+    s.mMountingRoll = 180.0f;
+    s.mAmbiOrder = 2;
+    s.mAmbiNorm = 1;
+    s.mAmbiAboveAliasing = true;
+    s.mHrtfFile = QStringLiteral("/tmp/my head.sofa");
+    s.mHeadYaw = -45.0f;
+    s.mHeadPitch = 10.0f;
+    s.mHeadRoll = 2.5f;
+    s.mOscEnabled = true;
+    s.mOscPort = 7001;
     s.write(kIni);
 
     const CZircSettings r = CZircSettings::load(kIni);
@@ -92,6 +104,18 @@ TEST(Settings, EveryKeyRoundTripsUnderItsOwnName)
     EXPECT_EQ(r.mMonitorChannelOffset, 9);
     EXPECT_EQ(r.mSensorFile, s.mSensorFile);
     EXPECT_FALSE(r.mEmulateHardware);
+    EXPECT_EQ(r.mMountingYaw, 12.5f);
+    EXPECT_EQ(r.mMountingPitch, -3.0f);
+    EXPECT_EQ(r.mMountingRoll, 180.0f);
+    EXPECT_EQ(r.mAmbiOrder, 2);
+    EXPECT_EQ(r.mAmbiNorm, 1);
+    EXPECT_TRUE(r.mAmbiAboveAliasing);
+    EXPECT_EQ(r.mHrtfFile, s.mHrtfFile);
+    EXPECT_EQ(r.mHeadYaw, -45.0f);
+    EXPECT_EQ(r.mHeadPitch, 10.0f);
+    EXPECT_EQ(r.mHeadRoll, 2.5f);
+    EXPECT_TRUE(r.mOscEnabled);
+    EXPECT_EQ(r.mOscPort, 7001);
 
     QStringList keys = keysInFile(kIni);
     keys.sort();
@@ -99,7 +123,9 @@ TEST(Settings, EveryKeyRoundTripsUnderItsOwnName)
                          "monitorEnabled", "monitorVolume", "monitorSection", "monitorChannel", "fcHp",
                          "beamTrackSettings", "zibActiveOutputGroups", "zibFirstOutputGroup", "numOutputChannels",
                          "outputChannelOffset", "numMonitorChannels", "minitorChannelOffset", "sensorFile",
-                         "emulateHardware"};
+                         "emulateHardware", "mountingYaw", "mountingPitch", "mountingRoll", "ambisonicsOrder",
+                         "ambisonicsNorm", "ambisonicsAboveAliasing", "hrtfFile", "headYaw", "headPitch", "headRoll",
+                         "oscEnabled", "oscPort"};
     expected.sort();
     EXPECT_EQ(keys, expected);
     EXPECT_TRUE(readText(kIni).contains("inputSliderVolume=-12\n"));
@@ -127,8 +153,13 @@ TEST(Settings, AFileWithVersionReadsMissingKeysAsZero)
     EXPECT_FALSE(s.mMonitorEnabled);
     EXPECT_EQ(s.mZibActiveGroups, 0);
     EXPECT_EQ(s.mMonitorSection, 0);
-    // The emulation switch came later than the format: a file without it keeps it on.
+    // The emulation switch and the Ambisonics, binaural and OSC keys came later than the
+    // format: a file without them keeps their defaults.
     EXPECT_TRUE(s.mEmulateHardware);
+    EXPECT_EQ(s.mAmbiOrder, 3);
+    EXPECT_EQ(s.mHrtfFile, QStringLiteral("/usr/share/libmysofa/default.sofa"));
+    EXPECT_FALSE(s.mOscEnabled);
+    EXPECT_EQ(s.mOscPort, 9000);
 }
 
 TEST(Settings, UnusableFilesGiveDefaultsAndAreLeftAlone)

@@ -1,7 +1,8 @@
 // Wave files through the graph, written and read back by libsndfile: a 32-channel file
 // becomes beams at the outputs and in the beam recorder, a file of another channel
 // count plays straight through, the array recorder takes the signal without the
-// anti-denormal offset, and files outside the rate range are refused.
+// anti-denormal offset, the Ambisonics recorder keeps the channels of its order, and files
+// outside the rate range are refused.
 
 #include "tests/support/AudioGraphProbe.h"
 #include "tests/graph/GraphRig.h"
@@ -243,6 +244,55 @@ TEST(GraphFile, ArrayRecordingCarriesNoAntiDenormalOffset)
             for (int ch = 0; ch < 32; ++ch)
                 mismatches += codes[std::size_t((block * kBlock + i) * 32 + ch)] / 256 != code(block, ch, i);
     EXPECT_EQ(mismatches, 0);
+}
+
+// An order-2 take: libsndfile reads 9 channels, each the encoder's channel on the 24-bit
+// grid, and nothing before the take's first block.
+TEST(GraphFile, AmbisonicsTakeHoldsTheChannelsOfItsOrder)
+{
+    QTemporaryDir dir;
+    const QString take = dir.filePath("ambix.wav");
+    Rig rig(2);
+    CAudioGraph& g = rig.graph;
+    ASSERT_EQ(g.setAmbisonicsFormat(2, AmbiNorm::kSn3d), vkOk);
+    g.setAmbisonicsReader(true);
+    ASSERT_EQ(g.start(), vkOk);
+    // Quiet: independent noise on every capsule is mostly high-order sound, which the
+    // equalisers lift far above the capsules' level; the file must not clip it.
+    Noise noise(12, 0.002f);
+    ASSERT_EQ(rig.run(noise), vkOk); // before the take
+    ASSERT_EQ(g.openTake(CAudioGraph::sinkAmbisonics, take), vkOk);
+    // The format is fixed while the take is open.
+    g.stop();
+    EXPECT_EQ(g.setAmbisonicsFormat(3, AmbiNorm::kSn3d), vkErrStarted);
+    ASSERT_EQ(g.start(), vkOk);
+    ASSERT_EQ(g.startTake(CAudioGraph::sinkAmbisonics, true), vkOk);
+    constexpr int kBlocks = 8;
+    Planar expected(9);
+    for (int block = 0; block < kBlocks; ++block) {
+        ASSERT_EQ(rig.run(noise), vkOk);
+        for (int c = 0; c < 9; ++c) {
+            const float* x = g.ambisonicsBus()->channel(c);
+            expected[std::size_t(c)].insert(expected[std::size_t(c)].end(), x, x + kBlock);
+        }
+    }
+    g.stop();
+    stopAndFlush(CAudioGraphProbe(g).audioFile(CAudioGraph::stageAmbiRecorder));
+
+    SF_INFO info{};
+    const Planar recorded = readWave(take, info);
+    ASSERT_EQ(info.channels, 9);
+    ASSERT_EQ(info.frames, sf_count_t(kBlocks) * kBlock);
+    float worst = 0.0f;
+    float peak = 0.0f;
+    for (int c = 0; c < 9; ++c) {
+        worst = std::max(worst, maxDifference(recorded[c].data(), expected[c].data(), kBlocks * kBlock));
+        for (float x : expected[c])
+            peak = std::max(peak, std::abs(x));
+    }
+    EXPECT_GT(peak, 1e-3f);
+    EXPECT_LT(peak, 1.0f);
+    EXPECT_LE(worst, 1.0f / 8388608.0f);
 }
 
 TEST(GraphFile, InputFilesOutsideTheRateRangeAreRefused)

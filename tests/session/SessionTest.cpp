@@ -10,11 +10,13 @@
 #include "tests/support/SndfileWave.h"
 #include "tests/support/SourceSeparation.h"
 
+#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <vector>
 
 namespace {
@@ -157,6 +159,55 @@ TEST_F(Session, ARebuildEndsTheTakeAndKeepsEveryValueTheUserSet)
     ASSERT_TRUE(runEventsUntil([&] { return graph.beamPhi(1) == kAims[1].phi; }));
     EXPECT_FLOAT_EQ(graph.beamTheta(1), kAims[1].theta);
     EXPECT_FLOAT_EQ(graph.beamPhi(0), kAims[0].phi);
+    session->stop();
+}
+
+// The ear filters come from a worker: the default set at start-up, then a file that is
+// refused leaves them in force. The Ambisonics values go to the settings and survive a
+// rebuild, which at the same rate designs nothing again.
+TEST_F(Session, EarFiltersLoadOnAWorkerAndAmbisonicsValuesAreKept)
+{
+    QSignalSpy loaded(session.get(), &CSession::hrtfLoaded);
+    const QString kemar = CZircSettings::defaults().mHrtfFile;
+    ASSERT_TRUE(runEventsUntil([&] { return loaded.count() == 1; }));
+    EXPECT_EQ(loaded.at(0).at(0).toString(), kemar);
+    EXPECT_EQ(loaded.at(0).at(1).toString(), QString());
+    EXPECT_EQ(session->values().hrtfPath(), kemar.toStdString());
+    EXPECT_EQ(session->binauralLatency(), 128);
+
+    const QString bad = dir.filePath(QStringLiteral("not.sofa"));
+    QFile text(bad);
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
+    text.write("not a SOFA file\n");
+    text.close();
+    session->loadHrtf(bad);
+    EXPECT_TRUE(session->hrtfLoading());
+    ASSERT_TRUE(runEventsUntil([&] { return loaded.count() == 2; }));
+    EXPECT_EQ(loaded.at(1).at(0).toString(), bad);
+    EXPECT_FALSE(loaded.at(1).at(1).toString().isEmpty());
+    EXPECT_EQ(session->values().hrtfPath(), kemar.toStdString()) << "the filters in force stay";
+    EXPECT_EQ(session->settings().mHrtfFile, kemar);
+
+    ASSERT_TRUE(session->start());
+    EXPECT_EQ(session->setAmbisonicsFormat(2, AmbiNorm::kN3d), 0);
+    EXPECT_TRUE(session->running()) << "the stream plays on after the change";
+    EXPECT_EQ(session->setAmbisonicsFormat(4, AmbiNorm::kSn3d), vkErrRange);
+    EXPECT_EQ(session->setMountingOrientation({0.0f, std::nanf(""), 0.0f}), vkErrRange);
+    EXPECT_EQ(session->setMountingOrientation({90.0f, 0.0f, 180.0f}), 0);
+    EXPECT_EQ(session->setHeadOrientation({-30.0f, 5.0f, 0.0f}), 0);
+    const CZircSettings& s = session->settings();
+    EXPECT_EQ(s.mAmbiOrder, 2);
+    EXPECT_EQ(s.mAmbiNorm, 1);
+    EXPECT_FLOAT_EQ(s.mMountingYaw, 90.0f);
+    EXPECT_FLOAT_EQ(s.mMountingRoll, 180.0f);
+    EXPECT_FLOAT_EQ(s.mHeadYaw, -30.0f);
+
+    ASSERT_EQ(session->rebuild(), 0);
+    EXPECT_EQ(session->graph()->ambisonicsOrder(), 2);
+    EXPECT_EQ(session->graph()->ambisonicsNorm(), AmbiNorm::kN3d);
+    EXPECT_FLOAT_EQ(session->values().mounting().yaw, 90.0f);
+    EXPECT_FALSE(session->hrtfLoading()) << "filters at the graph's rate are set again, not designed";
+    EXPECT_FALSE(session->values().hrtfNeedsDesign());
     session->stop();
 }
 

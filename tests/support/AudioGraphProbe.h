@@ -38,6 +38,7 @@ private:
     {
         return stage == CAudioGraph::stageArrayRecorder  ? CAudioGraph::sinkArray
                : stage == CAudioGraph::stageBeamRecorder ? CAudioGraph::sinkBeams
+               : stage == CAudioGraph::stageAmbiRecorder ? CAudioGraph::sinkAmbisonics
                                                          : -1;
     }
     const CAudioGraph& mGraph;
