@@ -115,6 +115,7 @@ void CZircApp::createWidgets()
     mRecordingSinks = new CRecordingSinkSelection(mSinkNames, this);
     mRecordingSinks->setBaseName(CAudioGraph::sinkArray, QStringLiteral("mic"));
     mRecordingSinks->setBaseName(CAudioGraph::sinkBeams, QStringLiteral("out"));
+    mRecordingSinks->setBaseName(CAudioGraph::sinkAmbisonics, QStringLiteral("ambix"));
     mInputVolume = new CInputVolume(this);
     mMonitor = new CMonitorUnit(audio.mMaxInputs, audio.mMaxOutputs, this);
     mAzimuthDisplay = new CBeamDisplayAzimuth(kMaxTracks, kAzimuthRange, this);

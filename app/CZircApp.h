@@ -145,6 +145,6 @@ private:
     CSoundMapFeed* mMapFeed = nullptr;
     CBeamPanel* mBeams = nullptr;
     CStatusLine* mStatusLine = nullptr;
-    QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output")};
+    QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output"), QStringLiteral("ambisonics")};
     CZrOptions* mOptions = nullptr;
 };
