@@ -11,7 +11,6 @@
 #include "emulation/CSoundScene.h"
 #include "graph/CAudioGraph.h"
 
-#include <QCoreApplication>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -25,18 +24,8 @@ namespace {
 constexpr int kRate = 44100;
 constexpr const char* kKemar = "/usr/share/libmysofa/default.sofa";
 
-class QtEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override { mApplication = std::make_unique<QCoreApplication>(mArgc, mArgv); }
-    void TearDown() override { mApplication.reset(); }
-
-private:
-    int mArgc = 1;
-    char mName[8] = "render";
-    char* mArgv[2] = {mName, nullptr};
-    std::unique_ptr<QCoreApplication> mApplication;
-};
-const auto* const kQtEnvironment = ::testing::AddGlobalTestEnvironment(new QtEnvironment);
+// The application object the file stages want comes from RenderGraphTest.cpp's test
+// environment, in the same program.
 
 using Planar = std::vector<std::vector<float>>;
 
