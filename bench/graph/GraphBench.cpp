@@ -3,12 +3,15 @@
 // recorders off. Reported as a real-time factor (seconds of audio per second of CPU
 // time) beside the beamformer node alone on the same beams, and as the share of the
 // node's cost that the rest of the graph adds, measured block by block in one run so
-// that both sides see the same machine load.
+// that both sides see the same machine load. Then the Ambisonics encoder and the
+// binaural decoder in the graph: what they add when used, and that idle they add nothing.
 
 #include "tests/support/AudioGraphProbe.h"
 #include "audiofile/CAudioFile.h"
 #include "audiofile/CWaveFile.h"
 #include "beamformer/CZirc.h"
+#include "binaural/CBinauralDecoder.h"
+#include "binaural/CBinauralFilters.h"
 #include "bench/support/MachinePeak.h"
 #include "graph/CAudioGraph.h"
 
@@ -232,8 +235,60 @@ void BM_GraphOverNode(benchmark::State& state)
     state.counters["graph_rtf"] = graphSeconds > 0.0 ? double(block) * kBlock / kRate / graphSeconds : 0.0;
     state.counters["node_rtf"] = nodeSeconds > 0.0 ? double(block) * kBlock / kRate / nodeSeconds : 0.0;
 }
+// Node, an idle graph and a graph whose Ambisonics stages run (mode 0: none, 1: the
+// encoder for an AmbiX reader, 2: encoder and binaural decoder on the KEMAR set), block
+// after block on the thread's CPU clock. "stages" is what the second graph costs beyond
+// the idle one, as a fraction of the node's cost; "stage_us" the same per block.
+void BM_GraphAmbisonics(benchmark::State& state)
+{
+    const int mode = int(state.range(0));
+    GraphRun idle;
+    GraphRun used;
+    NodeRun node;
+    if (!idle.open() || !used.open() || !node.open()) {
+        state.SkipWithError("the graphs or the node could not be set up");
+        return;
+    }
+    std::string message;
+    const CBinauralFilters filters = CBinauralFilters::designFromSofa(
+        "/usr/share/libmysofa/default.sofa", kRate, CBinauralDecoder::kMaxTaps, message);
+    if (mode == 2 && (filters.isEmpty() || used.graph.setBinauralFilters(filters) != vkOk)) {
+        state.SkipWithError("the KEMAR set could not be loaded");
+        return;
+    }
+    used.graph.setAmbisonicsReader(mode >= 1);
+    used.graph.setBinauralReader(mode == 2);
+    double nodeSeconds = 0.0, idleSeconds = 0.0, usedSeconds = 0.0;
+    long block = 0;
+    for (auto _ : state) {
+        if (++block % 64 == 0) {
+            state.PauseTiming();
+            idle.service();
+            used.service();
+            state.ResumeTiming();
+        }
+        const double t0 = vkThreadCpuSeconds();
+        benchmark::DoNotOptimize(node.block());
+        const double t1 = vkThreadCpuSeconds();
+        benchmark::DoNotOptimize(idle.block());
+        const double t2 = vkThreadCpuSeconds();
+        benchmark::DoNotOptimize(used.block());
+        const double t3 = vkThreadCpuSeconds();
+        nodeSeconds += t1 - t0;
+        idleSeconds += t2 - t1;
+        usedSeconds += t3 - t2;
+    }
+    for (GraphRun* run : {&idle, &used}) {
+        run->graph.stop();
+        run->player->stopFile();
+    }
+    state.counters["stages"] = nodeSeconds > 0.0 ? (usedSeconds - idleSeconds) / nodeSeconds : 0.0;
+    state.counters["stage_us"] = block > 0 ? 1e6 * (usedSeconds - idleSeconds) / double(block) : 0.0;
+    state.counters["node_us"] = block > 0 ? 1e6 * nodeSeconds / double(block) : 0.0;
+}
 } // namespace
 
 BENCHMARK(BM_NodeAlone)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_GraphFromFile)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_GraphOverNode)->Unit(benchmark::kMillisecond)->MinTime(5.0);
+BENCHMARK(BM_GraphAmbisonics)->Arg(0)->Arg(1)->Arg(2)->ArgName("stages")->Unit(benchmark::kMillisecond)->MinTime(3.0);
