@@ -223,24 +223,6 @@ TEST_F(RendererAmbisonics, FrontLeftAndAboveGivePositiveXYAndZ)
     }
 }
 
-// N3D is SN3D times sqrt(2n+1) per degree.
-TEST_F(RendererAmbisonics, N3dChannelsAreTheSn3dChannelsScaledByDegree)
-{
-    ASSERT_EQ(render({"--scene", "--duration", "0.3", "--float", "--ambix", path("sn3d.wav"), "--ambi-order", "2"}),
-              QString());
-    ASSERT_EQ(render({"--scene", "--duration", "0.3", "--float", "--ambix", path("n3d.wav"), "--ambi-order", "2",
-                      "--ambi-norm", "N3D"}),
-              QString());
-    const Channels sn3d = readWave(path("sn3d.wav"));
-    const Channels n3d = readWave(path("n3d.wav"));
-    ASSERT_EQ(n3d.channels(), 9);
-    for (int c = 0; c < 9; ++c) {
-        const double scale = std::sqrt(2.0 * acnDegree(c) + 1.0);
-        const double ratio = dot(sn3d.data[c], n3d.data[c], 0) / dot(sn3d.data[c], sn3d.data[c], 0);
-        EXPECT_NEAR(ratio, scale, 1e-4 * scale) << "channel " << c;
-    }
-}
-
 // A source ahead: the head turned left (yaw > 0) hears it on the right, turned right on
 // the left, straight on in the middle.
 TEST_F(RendererAmbisonics, HeadYawMovesTheLevelDifferenceBetweenTheEars)
