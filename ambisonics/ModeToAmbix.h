@@ -38,6 +38,7 @@
 // so the gain from mode k to channel k is that factor over kModeGain; N3D takes a further
 // sqrt(2n + 1). Pure functions: any thread.
 
+#include "ambisonics/CShRotation.h"
 #include "ambisonics/SphericalHarmonics.h"
 
 // E_n: the equalised modes' gain for a plane wave below aliasing, relative to v_k(d)
@@ -46,3 +47,13 @@ inline constexpr double kModeGain = 1.0;
 
 // The gain that takes mode k (0..15) to AmbiX channel k in the given normalisation.
 double ambixGainOfMode(int k, AmbiNorm norm);
+
+// The array's own angles in degrees (theta from its top, 0..180; phi round it, 0..360) of
+// a direction given by azimuth and elevation in the AmbiX frame, for an array mounted by
+// `mounting` (the rotation from the array's frame to the AmbiX frame): the conversion
+// above, undone after undoing the mounting. At the poles phi is 0.
+struct ArrayAngles {
+    double theta;
+    double phi;
+};
+ArrayAngles arrayAnglesFromAmbix(double azimuthDegrees, double elevationDegrees, const CRotation3& mounting);

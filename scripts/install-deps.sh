@@ -13,6 +13,7 @@ packages=(
   xvfb xauth
   libmysofa-dev libmysofa1 libfftw3-dev  # binaural: SOFA responses (and the KEMAR set), FFTs of the ear filters
   netcdf-bin  # binaural tests: ncgen writes small SOFA files
+  liblo-dev liblo-tools  # the OSC server; oscsend for the README's example
   dpkg-dev file help2man  # the Debian package: flags, shlibdeps, cpack's file check, the manual page
 )
 
