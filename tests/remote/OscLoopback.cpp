@@ -10,12 +10,12 @@
 
 namespace oscloop {
 
-int startOnFreePort(COscServer& server)
+int startOnFreePort(const std::function<bool(int, std::string&)>& start)
 {
     const int first = 20000 + static_cast<int>(getpid() % 2000) * 10;
     for (int port = first; port < first + 2000; ++port) {
         std::string message;
-        if (server.start(port, message))
+        if (start(port, message))
             return port;
     }
     return 0;

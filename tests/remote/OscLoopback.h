@@ -13,9 +13,14 @@
 
 namespace oscloop {
 
-// Starts `server` on a port no other test holds (tests run in parallel): the first of a
-// run of ports, starting from one that depends on the process, that can be opened.
-int startOnFreePort(COscServer& server);
+// Starts a server through `start(port, message)` on a port no other test holds (tests
+// run in parallel): the first of a run of ports, from one that depends on the process,
+// that can be opened; 0 when none can.
+int startOnFreePort(const std::function<bool(int, std::string&)>& start);
+inline int startOnFreePort(COscServer& server)
+{
+    return startOnFreePort([&](int port, std::string& message) { return server.start(port, message); });
+}
 
 // Waits until `done` holds, for at most 10 s; the deadline is there so that a broken
 // server fails the test instead of hanging it, not to measure anything.
