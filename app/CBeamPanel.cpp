@@ -6,6 +6,7 @@
 #include "widgets/CBeamDisplayElevation.h"
 #include "widgets/CBeamSelection.h"
 
+#include <cmath>
 #include <vector>
 
 CBeamPanel::CBeamPanel(CSession& session, CBeamSelection* tracks, CBeamDisplayAzimuth* azimuth,
@@ -223,3 +224,27 @@ void CBeamPanel::updateParameter(int beamIndex, int parameterIndex)
 
 void CBeamPanel::setOutputGain(int channel, float gain) { mSession.values().setBeamGain(channel, gain); }
 void CBeamPanel::setOutputMute(int channel, bool mute) { mSession.values().setBeamMute(channel, mute); }
+
+void CBeamPanel::showBeam(int index)
+{
+    if (!mSession.ready() || index < 0 || index >= mTracks->numTracks())
+        return;
+    const CGraphSession::Beam& beam = mSession.values().beam(index);
+    const int theta = static_cast<int>(std::lround(beam.theta));
+    const int phi = (static_cast<int>(std::lround(beam.phi)) % 360 + 360) % 360;
+    if (theta != mTracks->theta(index)) {
+        mTracks->setTheta(index, theta);
+        mElevation->setTheta(index, theta);
+    }
+    if (phi != mTracks->phi(index)) {
+        mTracks->setPhi(index, phi);
+        mAzimuth->setPhi(index, phi);
+    }
+    if (beam.pattern != mTracks->patternIndex(index) || beam.parameter != mTracks->parameterIndex(index)) {
+        mTracks->setPatternIndex(index, beam.pattern);
+        mTracks->setParameterIndex(index, beam.parameter);
+        const int points = loadResponse(beam.pattern, beam.parameter);
+        mAzimuth->setPattern(index, mPatternResponse.data(), points);
+    }
+    updateMapPlane();
+}

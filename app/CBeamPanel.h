@@ -28,6 +28,10 @@ public:
     void applyAll();
     // Follows the catalogue of the graph that runs now.
     void followGraph();
+    // Shows a beam that the session's values changed from elsewhere (a remote control):
+    // its track and the displays take its direction and pattern; with the tracks' azimuth
+    // link on, the other tracks turn with it as they do when the user turns one.
+    void showBeam(int index);
 
 public slots:
     void updatePhi(int index, int phi);

@@ -1,5 +1,6 @@
 #include "app/COptionPages.h"
 
+#include "app/CMountingOptions.h"
 #include "widgets/CDialogSeam.h"
 
 #include <QButtonGroup>
@@ -351,6 +352,8 @@ CHardwareOptions::CHardwareOptions(QWidget* parent) : QWidget(parent)
     mEmulation = new QCheckBox(QStringLiteral("Emulate the interface box and the microphone array"));
     layout->addWidget(mEmulation);
     layout->addWidget(new QLabel(QStringLiteral("Takes effect at the next start.")));
+    mMounting = new CMountingOptions;
+    layout->addWidget(mMounting);
     layout->addStretch(1);
     connect(mEmulation, &QCheckBox::toggled, this, &CHardwareOptions::emulationChanged);
 }

@@ -4,12 +4,14 @@
 // other driver, numbered driver channels. Each page keeps count and offset consistent
 // with the channels that exist, asks how to resolve a conflict, and on Cancel puts the
 // control back without a signal. Controls set from code never run the page's slots.
-// A fifth page holds the switch between the emulated and the real hardware.
+// A fifth page holds the switch between the emulated and the real hardware and the
+// array's mounting.
 
 #include <QWidget>
 
 #include <array>
 
+class CMountingOptions;
 class QButtonGroup;
 class QCheckBox;
 class QComboBox;
@@ -139,7 +141,7 @@ private:
     int mOffset = 0;
 };
 
-// Emulated or real hardware; takes effect at the next start.
+// Emulated or real hardware (takes effect at the next start), and the array's mounting.
 class CHardwareOptions : public QWidget {
     Q_OBJECT
 
@@ -148,10 +150,12 @@ public:
     void setEmulation(bool on);
 
     QCheckBox* emulationBox() const { return mEmulation; }
+    CMountingOptions* mounting() const { return mMounting; }
 
 signals:
     void emulationChanged(bool on);
 
 private:
     QCheckBox* mEmulation = nullptr;
+    CMountingOptions* mMounting = nullptr;
 };

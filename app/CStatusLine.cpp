@@ -28,6 +28,7 @@ void CStatusLine::refresh(const CAudioDevice& device)
                         .arg(kBeamformerLatency + hostInputLatency() + hostOutputLatency())
                         .arg(load)
                         .arg(hostMissedCallbacks()) +
+                    (mSceneNote.isEmpty() ? QString() : QStringLiteral("  |  ") + mSceneNote) +
                     (mRecordingNote.isEmpty() ? QString() : QStringLiteral("  |  ") + mRecordingNote));
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 // The line under the main window: the audio device in use, its sample rate and block
 // length, the latency in samples (the beamformer's and the driver's both ways), the audio
-// thread's load and the callbacks it missed.
+// thread's load and the callbacks it missed; then the binaural monitor's latency and the OSC
+// server's state (setSceneNote).
 // The load and the missed count are what the callback publishes as atomics; refresh()
 // reads them on the main thread, called by the window's 60 ms timer.
 
@@ -24,8 +25,11 @@ public:
     QString text() const;
     // A word on the takes shown behind the device's figures until cleared (empty).
     void setRecordingNote(const QString& note) { mRecordingNote = note; }
+    // The scene's figures shown behind the device's (binaural latency, OSC).
+    void setSceneNote(const QString& note) { mSceneNote = note; }
 
 private:
     QLabel* mLabel;
     QString mRecordingNote;
+    QString mSceneNote;
 };

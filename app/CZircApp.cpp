@@ -5,6 +5,7 @@
 #include "app/CHpSelection.h"
 #include "app/CMainWindowLayout.h"
 #include "app/CSoundMapFeed.h"
+#include "app/CSpatialControl.h"
 #include "app/CStatusLine.h"
 #include "app/CTakeFolderCheck.h"
 #include "app/CZrOptions.h"
@@ -51,6 +52,14 @@ const QString kSlowDisk =
     QStringLiteral("The disk cannot keep up with the take %1: it was cut at %2, and what follows is lost "
                    "until recording stops.\nThe file holds everything recorded until then.");
 const QString kLosingAudio = QStringLiteral("takes losing audio: disk too slow");
+
+// The graph's monitor source of a section of the monitor's list.
+int monitorSource(int section)
+{
+    return section == CMonitorUnit::BinauralSection ? CAudioGraph::monitorBinaural
+           : section != CMonitorUnit::InputSection  ? CAudioGraph::monitorOutputBus
+                                                    : CAudioGraph::monitorInputBus;
+}
 } // namespace
 
 CZircApp::CZircApp(QWidget* parent)
@@ -124,6 +133,7 @@ void CZircApp::createWidgets()
     mHpSelection = new CHpSelection(this);
     mMapFeed = new CSoundMapFeed(mAzimuthDisplay, mElevationDisplay, this);
     mBeams = new CBeamPanel(*mSession, mBeamSelection, mAzimuthDisplay, mElevationDisplay, mMapFeed, this);
+    mSpatial = new CSpatialControl(*mSession, *mBeams, [this](const QString& text) { warn(text); }, this);
     mOptions = new CZrOptions(mAppName);
     attachMap();
 }
@@ -177,6 +187,7 @@ void CZircApp::setupOptions()
         mOptions->setMonitor(s.mNumMonitorChannels, s.mMonitorChannelOffset, audio.mAvailableOutputs);
     }
     mOptions->setEmulation(s.mEmulateHardware);
+    mSpatial->attach(mOptions->mountingOptions(), mOptions->binauralPage());
 }
 
 // At start-up the session takes what the widgets show (read from the settings); it keeps
@@ -190,8 +201,7 @@ void CZircApp::applySettings()
     mBeams->applyAll();
     setOutputMasterGain(mOutputVolume->gain());
     values.setHighpass(mHpSelection->index());
-    values.setMonitorSource(mMonitor->section() != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
-                            mMonitor->channel());
+    values.setMonitorSource(monitorSource(mMonitor->section()), mMonitor->channel());
     setMonitorGain(mMonitor->gain());
     values.setMonitorEnabled(mMonitor->status());
 }
@@ -251,6 +261,10 @@ void CZircApp::connectWidgets()
     }
     connect(mInputVolume, &CInputVolume::muteClicked, this, &CZircApp::setInputMute);
     mBeams->connectAll();
+    const auto followTracks = [this] { mSpatial->setBeamCount(mBeamSelection->numTracks()); };
+    connect(mBeamSelection, &CBeamSelection::beamTrackAdded, this, followTracks);
+    connect(mBeamSelection, &CBeamSelection::beamTrackDeleted, this, followTracks);
+    followTracks();
     connect(mHpSelection, &CHpSelection::selectionChanged, this, &CZircApp::setHpIndex);
     connect(mOptions, &CZrOptions::monitorChannelsChanged, this, &CZircApp::updateMonitorChannels);
     connect(mOptions, &CZrOptions::outputChannelsChanged, this, &CZircApp::updateOutputChannels);
@@ -404,10 +418,9 @@ void CZircApp::setHpIndex(int index)
 
 void CZircApp::setMonitorChannel(int inout, int channel)
 {
-    mSession->settings().mMonitorSection = inout != 0 ? 1 : 0;
+    mSession->settings().mMonitorSection = inout;
     mSession->settings().mMonitorChannel = channel;
-    mSession->values().setMonitorSource(inout != 0 ? CAudioGraph::monitorOutputBus : CAudioGraph::monitorInputBus,
-                                        channel);
+    mSession->values().setMonitorSource(monitorSource(inout), channel);
 }
 
 void CZircApp::setMonitorGain(float gain) { mSession->values().setMonitorGain(gain); }
@@ -486,6 +499,8 @@ void CZircApp::timerEvent(QTimerEvent* event)
     if (event->timerId() != mTimer.timerId())
         return QMainWindow::timerEvent(event);
     mSession->poll();
+    mSpatial->poll();
+    mStatusLine->setSceneNote(mSpatial->statusNote());
     mStatusLine->refresh(mSession->device());
     if (ready()) {
         mNavigator->setCurrentSample(mSession->playbackPosition());

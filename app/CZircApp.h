@@ -29,6 +29,7 @@ class CLevelMeter;
 class CMonitorUnit;
 class CRecordingSinkSelection;
 class CSoundMapFeed;
+class CSpatialControl;
 class CStatusLine;
 class CVolumeUnit;
 class CZrOptions;
@@ -60,6 +61,7 @@ public:
     CSoundMapFeed* soundMapFeed() const { return mMapFeed; }
     CBeamPanel* beamPanel() const { return mBeams; }
     CStatusLine* statusLine() const { return mStatusLine; }
+    CSpatialControl* spatialControl() const { return mSpatial; }
 
     // Ends the program without questions, for a termination signal.
     void quitOnSignal();
@@ -145,6 +147,7 @@ private:
     CSoundMapFeed* mMapFeed = nullptr;
     CBeamPanel* mBeams = nullptr;
     CStatusLine* mStatusLine = nullptr;
+    CSpatialControl* mSpatial = nullptr;
     QStringList mSinkNames{QStringLiteral("input"), QStringLiteral("output"), QStringLiteral("ambisonics")};
     CZrOptions* mOptions = nullptr;
 };

@@ -1,5 +1,6 @@
 #include "app/CZrOptions.h"
 
+#include "app/CBinauralOptions.h"
 #include "app/COptionPages.h"
 
 #include <QTabWidget>
@@ -51,3 +52,14 @@ void CZrOptions::setEmulation(bool on)
 {
     page(mHardware, "Hardware", &CHardwareOptions::emulationChanged, &CZrOptions::emulationChanged)->setEmulation(on);
 }
+
+CBinauralOptions* CZrOptions::binauralPage()
+{
+    if (!mBinaural) {
+        mBinaural = new CBinauralOptions;
+        mTabs->addTab(mBinaural, QStringLiteral("Binaural and OSC"));
+    }
+    return mBinaural;
+}
+
+CMountingOptions* CZrOptions::mountingOptions() const { return mHardware ? mHardware->mounting() : nullptr; }

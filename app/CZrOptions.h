@@ -1,6 +1,7 @@
 #pragma once
 // The options window: either the box's two pages or the driver's two pages, each made
-// when first set up, and the hardware page. Its signals carry the pages' changes to the
+// when first set up, the hardware page (with the array's mounting) and the page for
+// binaural monitoring and OSC. Its signals carry the pages' changes to the
 // application, which stores them and rebuilds the audio chain.
 
 #include <QWidget>
@@ -11,6 +12,8 @@ class CZibMonitorOptions;
 class COutputOptions;
 class CMonitorOptions;
 class CHardwareOptions;
+class CBinauralOptions;
+class CMountingOptions;
 
 class CZrOptions : public QWidget {
     Q_OBJECT
@@ -30,6 +33,9 @@ public:
     COutputOptions* outputPage() const { return mOutputs; }
     CMonitorOptions* monitorPage() const { return mMonitor; }
     CHardwareOptions* hardwarePage() const { return mHardware; }
+    // Made on first use; the hardware page's mounting section once setEmulation made it.
+    CBinauralOptions* binauralPage();
+    CMountingOptions* mountingOptions() const;
 
 signals:
     void monitorChannelsChanged(int numChannels, int offset);
@@ -48,4 +54,5 @@ private:
     COutputOptions* mOutputs = nullptr;
     CMonitorOptions* mMonitor = nullptr;
     CHardwareOptions* mHardware = nullptr;
+    CBinauralOptions* mBinaural = nullptr;
 };

@@ -7,6 +7,8 @@
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 CMonitorUnit::CMonitorUnit(int numInputs, int numOutputs, QWidget* parent)
     : QWidget(parent), mNumInputs(numInputs), mNumOutputs(numOutputs)
 {
@@ -23,6 +25,7 @@ CMonitorUnit::CMonitorUnit(int numInputs, int numOutputs, QWidget* parent)
         mChannelBox->addItem(QString::number(i) + QStringLiteral(" (input)"));
     for (int i = 1; i <= mNumOutputs; ++i)
         mChannelBox->addItem(QString::number(i) + QStringLiteral(" (output)"));
+    mChannelBox->addItem(QStringLiteral("binaural"));
 
     auto* column = new QVBoxLayout;
     column->addWidget(mStatusBox);
@@ -39,9 +42,17 @@ CMonitorUnit::CMonitorUnit(int numInputs, int numOutputs, QWidget* parent)
 
 bool CMonitorUnit::status() const { return mStatusBox->isChecked(); }
 
-int CMonitorUnit::section() const { return mChannelBox->currentIndex() >= mNumInputs ? 1 : 0; }
+int CMonitorUnit::section() const
+{
+    const int index = mChannelBox->currentIndex();
+    return index >= mNumInputs + mNumOutputs ? BinauralSection : index >= mNumInputs ? OutputSection : InputSection;
+}
 
-int CMonitorUnit::channel() const { return mChannelBox->currentIndex() - section() * mNumInputs; }
+int CMonitorUnit::channel() const
+{
+    const int s = section();
+    return s == BinauralSection ? 0 : mChannelBox->currentIndex() - s * mNumInputs;
+}
 
 int CMonitorUnit::volume() const { return static_cast<int>(mVolumeUnit->volume()); }
 
@@ -50,9 +61,11 @@ float CMonitorUnit::gain() const { return mVolumeUnit->gain(); }
 void CMonitorUnit::updateChannel(int index)
 {
     if (index < mNumInputs)
-        emit channelChanged(0, index);
+        emit channelChanged(InputSection, index);
+    else if (index < mNumInputs + mNumOutputs)
+        emit channelChanged(OutputSection, index - mNumInputs);
     else
-        emit channelChanged(1, index - mNumInputs);
+        emit channelChanged(BinauralSection, 0);
 }
 
 void CMonitorUnit::setStatus(bool status) { mStatusBox->setChecked(status); }
@@ -60,9 +73,13 @@ void CMonitorUnit::setStatus(bool status) { mStatusBox->setChecked(status); }
 void CMonitorUnit::setChannel(int inout, int channel)
 {
     // The channel must lie in its own section: (1, -1) is not the last input.
-    const int sectionSize = inout == 0 ? mNumInputs : inout == 1 ? mNumOutputs : 0;
+    const int sectionSize = inout == InputSection    ? mNumInputs
+                            : inout == OutputSection   ? mNumOutputs
+                            : inout == BinauralSection ? 1
+                                                       : 0;
     if (channel >= 0 && channel < sectionSize)
-        mChannelBox->setCurrentIndex(mNumInputs * inout + channel);
+        mChannelBox->setCurrentIndex(mNumInputs * std::min(inout, 1) + (inout == BinauralSection ? mNumOutputs : 0) +
+                                     channel);
 }
 
 void CMonitorUnit::setVolume(int volume) { mVolumeUnit->setVolume(static_cast<float>(volume)); }

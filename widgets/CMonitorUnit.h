@@ -1,6 +1,7 @@
 #pragma once
-// The monitor's controls: on/off, volume, and the channel it listens to, an input or an
-// output. It only holds the choice; the application routes the audio.
+// The monitor's controls: on/off, volume, and what it listens to: an input channel, an
+// output channel, or the binaural rendering of the whole scene (two ears, last in the
+// list). It only holds the choice; the application routes the audio.
 
 #include <QWidget>
 
@@ -14,9 +15,11 @@ public:
     CMonitorUnit(int numInputs, int numOutputs, QWidget* parent = nullptr);
 
     bool status() const;
-    // 0 for an input channel, 1 for an output channel.
+    enum Section { InputSection = 0, OutputSection = 1, BinauralSection = 2 };
+
+    // 0 for an input channel, 1 for an output channel, 2 for binaural.
     int section() const;
-    // The channel's number within its section, from 0.
+    // The channel's number within its section, from 0 (0 for binaural).
     int channel() const;
     // Whole decibels, truncated.
     int volume() const;
@@ -35,7 +38,7 @@ public slots:
     void updateChannel(int index);
     // Sets the box without a signal.
     void setStatus(bool status);
-    // A channel outside the lists changes nothing.
+    // A channel outside the lists changes nothing; binaural has the one channel 0.
     void setChannel(int inout, int channel);
     void setVolume(int volume);
 

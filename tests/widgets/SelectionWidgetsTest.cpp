@@ -68,11 +68,12 @@ TEST(InputSourceSelection, FileDialogStartsInTheFileFolderAndACancelChangesNothi
     EXPECT_EQ(input.directory(), "/other");
 }
 
-TEST(MonitorUnit, ChannelListHoldsInputsThenOutputs)
+TEST(MonitorUnit, ChannelListHoldsInputsThenOutputsThenBinaural)
 {
     CMonitorUnit monitor(32, 8);
     QSignalSpy channels(&monitor, &CMonitorUnit::channelChanged);
-    ASSERT_EQ(monitor.channelBox()->count(), 40);
+    ASSERT_EQ(monitor.channelBox()->count(), 41);
+    EXPECT_EQ(monitor.channelBox()->itemText(40), "binaural");
     EXPECT_EQ(monitor.channelBox()->itemText(31), "32 (input)");
     EXPECT_EQ(monitor.channelBox()->itemText(32), "1 (output)");
 
@@ -81,7 +82,7 @@ TEST(MonitorUnit, ChannelListHoldsInputsThenOutputs)
     EXPECT_EQ(channels[0][0].toInt(), 1);
     EXPECT_EQ(channels[0][1].toInt(), 0);
 
-    for (auto [inout, channel] : {std::pair{1, 8}, {0, -1}, {1, -1}, {2, 0}, {0, 32}})
+    for (auto [inout, channel] : {std::pair{1, 8}, {0, -1}, {1, -1}, {2, 1}, {2, -1}, {3, 0}, {0, 32}})
         monitor.setChannel(inout, channel);
     EXPECT_EQ(channels.count(), 1);
     EXPECT_EQ(monitor.channelBox()->currentIndex(), 32);
@@ -90,6 +91,18 @@ TEST(MonitorUnit, ChannelListHoldsInputsThenOutputs)
     ASSERT_EQ(channels.count(), 2);
     EXPECT_EQ(monitor.section(), 0);
     EXPECT_EQ(monitor.channel(), 5);
+
+    // The last entry is the binaural scene, one "channel" of its own.
+    monitor.setChannel(CMonitorUnit::BinauralSection, 0);
+    ASSERT_EQ(channels.count(), 3);
+    EXPECT_EQ(channels[2][0].toInt(), CMonitorUnit::BinauralSection);
+    EXPECT_EQ(channels[2][1].toInt(), 0);
+    EXPECT_EQ(monitor.section(), CMonitorUnit::BinauralSection);
+    EXPECT_EQ(monitor.channel(), 0);
+    monitor.setChannel(1, 7);
+    EXPECT_EQ(monitor.channelBox()->currentIndex(), 39);
+    EXPECT_EQ(monitor.section(), 1);
+    EXPECT_EQ(monitor.channel(), 7);
 }
 
 TEST(MonitorUnit, StatusFromCodeIsSilentAndVolumeGivesTheGain)
