@@ -1,10 +1,11 @@
 #include "app/CBinauralOptions.h"
 
+#include "app/COrientationFields.h"
+
 #include "session/CZircSettings.h"
 #include "widgets/CDialogSeam.h"
 
 #include <QCheckBox>
-#include <QDoubleSpinBox>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -17,9 +18,6 @@
 #include <QVBoxLayout>
 
 namespace {
-constexpr std::array<const char*, 3> kAxisNames{"yaw (+ left)", "pitch (+ up)", "roll (+ left side up)"};
-constexpr std::array<double, 3> kLimits{180.0, 90.0, 180.0};
-
 QGroupBox* hrtfGroup(QLineEdit* file, QPushButton* choose, QPushButton* defaults)
 {
     auto* group = new QGroupBox(QStringLiteral("Ear responses (SOFA file)"));
@@ -42,17 +40,8 @@ CBinauralOptions::CBinauralOptions(QWidget* parent)
     , mOscState(new QLabel)
 {
     auto* head = new QGroupBox(QStringLiteral("Listener's head"));
-    auto* headForm = new QFormLayout(head);
-    for (std::size_t axis = 0; axis < mHead.size(); ++axis) {
-        auto* box = new QDoubleSpinBox;
-        box->setRange(-kLimits[axis], kLimits[axis]);
-        box->setDecimals(1);
-        box->setSuffix(QStringLiteral(" °"));
-        box->setKeyboardTracking(false);
-        mHead[axis] = box;
-        headForm->addRow(QString::fromLatin1(kAxisNames[axis]), box);
-        connect(box, &QDoubleSpinBox::valueChanged, this, &CBinauralOptions::headEdited);
-    }
+    mHead = new COrientationFields(new QFormLayout(head), {"yaw (+ left)", "pitch (+ up)", "roll (+ left side up)"}, this);
+    connect(mHead, &COrientationFields::changed, this, &CBinauralOptions::headChanged);
 
     auto* osc = new QGroupBox(QStringLiteral("Remote control (OSC over UDP)"));
     auto* oscForm = new QFormLayout(osc);
@@ -79,14 +68,9 @@ void CBinauralOptions::setHrtfFile(const QString& path) { mHrtfFile->setText(pat
 
 QString CBinauralOptions::hrtfFile() const { return mHrtfFile->text(); }
 
-void CBinauralOptions::setHead(float yaw, float pitch, float roll)
-{
-    const std::array<float, 3> values{yaw, pitch, roll};
-    for (std::size_t axis = 0; axis < mHead.size(); ++axis) {
-        const QSignalBlocker block(mHead[axis]);
-        mHead[axis]->setValue(static_cast<double>(values[axis]));
-    }
-}
+void CBinauralOptions::setHead(float yaw, float pitch, float roll) { mHead->setAngles(yaw, pitch, roll); }
+
+QDoubleSpinBox* CBinauralOptions::headBox(int axis) const { return mHead->box(axis); }
 
 void CBinauralOptions::setOsc(bool enabled, int port)
 {
@@ -105,12 +89,6 @@ void CBinauralOptions::chooseHrtf()
         this, {QStringLiteral("Ear responses"), start, QStringLiteral("SOFA files (*.sofa);;All files (*)")});
     if (!path.isEmpty())
         emit hrtfFileRequested(path);
-}
-
-void CBinauralOptions::headEdited()
-{
-    emit headChanged(static_cast<float>(mHead[0]->value()), static_cast<float>(mHead[1]->value()),
-                     static_cast<float>(mHead[2]->value()));
 }
 
 void CBinauralOptions::oscEdited() { emit oscChanged(mOscEnabled->isChecked(), mPort->value()); }

@@ -7,8 +7,7 @@
 
 #include <QWidget>
 
-#include <array>
-
+class COrientationFields;
 class QCheckBox;
 class QDoubleSpinBox;
 class QLabel;
@@ -32,7 +31,7 @@ public:
     QPushButton* chooseButton() const { return mChoose; }
     QPushButton* defaultButton() const { return mDefault; }
     // 0 yaw, 1 pitch, 2 roll.
-    QDoubleSpinBox* headBox(int axis) const { return mHead[static_cast<std::size_t>(axis)]; }
+    QDoubleSpinBox* headBox(int axis) const;
     QCheckBox* oscBox() const { return mOscEnabled; }
     QSpinBox* portBox() const { return mPort; }
     QLabel* oscStateLabel() const { return mOscState; }
@@ -45,13 +44,12 @@ signals:
 
 private:
     void chooseHrtf();
-    void headEdited();
     void oscEdited();
 
     QLineEdit* mHrtfFile;
     QPushButton* mChoose;
     QPushButton* mDefault;
-    std::array<QDoubleSpinBox*, 3> mHead{};
+    COrientationFields* mHead;
     QCheckBox* mOscEnabled;
     QSpinBox* mPort;
     QLabel* mOscState;

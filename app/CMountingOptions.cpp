@@ -1,12 +1,14 @@
 #include "app/CMountingOptions.h"
 
+#include "app/COrientationFields.h"
+
 #include <QComboBox>
-#include <QDoubleSpinBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
+#include <array>
 #include <cmath>
 
 namespace {
@@ -18,9 +20,6 @@ struct PresetAngles {
 };
 // Upside down hangs the array from its top: half a turn about the front axis.
 constexpr std::array<PresetAngles, 2> kPresets{{{"upright", 0.0f, 0.0f, 0.0f}, {"upside down", 0.0f, 0.0f, 180.0f}}};
-constexpr std::array<const char*, 3> kAxisNames{"yaw", "pitch", "roll"};
-// Yaw and roll go round; pitch tilts up to straight up or down.
-constexpr std::array<double, 3> kLimits{180.0, 90.0, 180.0};
 } // namespace
 
 CMountingOptions::CMountingOptions(QWidget* parent) : QWidget(parent), mPreset(new QComboBox)
@@ -31,33 +30,22 @@ CMountingOptions::CMountingOptions(QWidget* parent) : QWidget(parent), mPreset(n
         mPreset->addItem(QString::fromLatin1(p.name));
     mPreset->addItem(QStringLiteral("custom"));
     form->addRow(QStringLiteral("Mounting"), mPreset);
-    for (std::size_t axis = 0; axis < mAngles.size(); ++axis) {
-        auto* box = new QDoubleSpinBox;
-        box->setRange(-kLimits[axis], kLimits[axis]);
-        box->setDecimals(1);
-        box->setSuffix(QStringLiteral(" °"));
-        box->setKeyboardTracking(false);
-        mAngles[axis] = box;
-        form->addRow(QString::fromLatin1(kAxisNames[axis]), box);
-        connect(box, &QDoubleSpinBox::valueChanged, this, &CMountingOptions::angleEdited);
-    }
+    mAngles = new COrientationFields(form, {"yaw", "pitch", "roll"}, this);
+    connect(mAngles, &COrientationFields::changed, this, &CMountingOptions::angleEdited);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(group);
     connect(mPreset, &QComboBox::activated, this, &CMountingOptions::choosePreset);
 }
 
-float CMountingOptions::yaw() const { return static_cast<float>(mAngles[0]->value()); }
-float CMountingOptions::pitch() const { return static_cast<float>(mAngles[1]->value()); }
-float CMountingOptions::roll() const { return static_cast<float>(mAngles[2]->value()); }
+float CMountingOptions::yaw() const { return mAngles->yaw(); }
+float CMountingOptions::pitch() const { return mAngles->pitch(); }
+float CMountingOptions::roll() const { return mAngles->roll(); }
+QDoubleSpinBox* CMountingOptions::angleBox(int axis) const { return mAngles->box(axis); }
 
 void CMountingOptions::setMounting(float yaw, float pitch, float roll)
 {
-    const std::array<float, 3> values{yaw, pitch, roll};
-    for (std::size_t axis = 0; axis < mAngles.size(); ++axis) {
-        const QSignalBlocker block(mAngles[axis]);
-        mAngles[axis]->setValue(static_cast<double>(values[axis]));
-    }
+    mAngles->setAngles(yaw, pitch, roll);
     showPreset();
 }
 

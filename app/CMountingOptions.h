@@ -6,8 +6,7 @@
 
 #include <QWidget>
 
-#include <array>
-
+class COrientationFields;
 class QComboBox;
 class QDoubleSpinBox;
 
@@ -25,7 +24,7 @@ public:
     float roll() const;
     QComboBox* presetBox() const { return mPreset; }
     // 0 yaw, 1 pitch, 2 roll.
-    QDoubleSpinBox* angleBox(int axis) const { return mAngles[static_cast<std::size_t>(axis)]; }
+    QDoubleSpinBox* angleBox(int axis) const;
 
 signals:
     void mountingChanged(float yaw, float pitch, float roll);
@@ -37,5 +36,5 @@ private:
     void showPreset();
 
     QComboBox* mPreset;
-    std::array<QDoubleSpinBox*, 3> mAngles{};
+    COrientationFields* mAngles;
 };
