@@ -15,6 +15,7 @@ packages=(
   netcdf-bin  # binaural tests: ncgen writes small SOFA files
   liblo-dev liblo-tools  # the OSC server; oscsend for the README's example
   dpkg-dev file help2man  # the Debian package: flags, shlibdeps, cpack's file check, the manual page
+  lv2-dev liblilv-dev lilv-utils jalv sordi  # LV2 plug-ins: headers, the test host, lv2ls/lv2info/lv2apply, jalv, sord_validate
 )
 
 missing=()

@@ -136,7 +136,7 @@ void CBeamformerPlugin::applyBeam(int beam, const Beam& wanted, bool all)
         now.azimuth = wanted.azimuth;
     }
     if (all || wanted.gainDb != now.gainDb) {
-        mSession.setBeamGain(beam, std::pow(10.0f, 0.05f * wanted.gainDb));
+        mSession.setBeamGain(beam, float(std::pow(10.0, 0.05 * double(wanted.gainDb))));
         now.gainDb = wanted.gainDb;
     }
     if (all || wanted.mute != now.mute) {
