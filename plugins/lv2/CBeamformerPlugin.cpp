@@ -46,9 +46,24 @@ bool CBeamformerPlugin::build(double rate, int blockLength)
     mSession.setProcessingMode(CAudioGraph::processingBeamforming);
     mSession.setNumBeams(kBeams);
     const float r = float(rate);
-    return mSession.build(vkAudioInterface::timeDomain(vk_lv2::kCapsules, r, blockLength),
-                          vkAudioInterface::timeDomain(kBeams, r, blockLength))
-           == vkOk;
+    if (mSession.build(vkAudioInterface::timeDomain(vk_lv2::kCapsules, r, blockLength),
+                       vkAudioInterface::timeDomain(kBeams, r, blockLength))
+        != vkOk)
+        return false;
+    warmUp();
+    return true;
+}
+
+// One block of silence through the whole graph, then a stop that clears every history:
+// the memory the graph reserved is touched here, not in the host's first audio cycle.
+void CBeamformerPlugin::warmUp()
+{
+    vkAudioClass* graph = mSession.processor();
+    graph->start();
+    mBlocks.run(mInputs.data(), mOutputs.data(), mBlocks.blockLength(),
+                [graph, this](float** in, float** out) { graph->process(in, out, mBlocks.blockLength()); });
+    graph->stop();
+    mBlocks.clear();
 }
 
 void CBeamformerPlugin::connect(uint32_t port, void* data)

@@ -59,6 +59,7 @@ private:
 
     CBeamformerPlugin(const CLv2Host& host, int blockLength);
     bool build(double rate, int blockLength);
+    void warmUp();
     float control(int port, float fallback) const;
     Beam readBeam(int beam) const;
     void applyControls(bool all);
