@@ -1,6 +1,7 @@
 // Writes the bundle's Turtle files from the same port layout and pattern library the
 // plug-ins run on: writeTurtle DIR BINARY_NAME. Run by the build.
 
+#include "binaural/CBinauralDecoder.h"
 #include "plugins/lv2/CPatternChoices.h"
 #include "plugins/lv2/vkLv2Ports.h"
 #include "stages/vkHighpassSets.h"
@@ -25,6 +26,7 @@ const char* const kPrefixes = R"(@prefix atom: <http://lv2plug.in/ns/ext/atom#> 
 @prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .
 @prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> .
 @prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .
+@prefix rsz: <http://lv2plug.in/ns/ext/resize-port#> .
 @prefix state: <http://lv2plug.in/ns/ext/state#> .
 @prefix units: <http://lv2plug.in/ns/extensions/units#> .
 @prefix urid: <http://lv2plug.in/ns/ext/urid#> .
@@ -192,11 +194,57 @@ std::string beamformerTurtle(int block)
     return out.str();
 }
 
+std::string binauralTurtle()
+{
+    namespace bi = vk_lv2::binaural;
+    const char* p = kBinauralUri;
+    static const char* const acn[kAmbixChannels] = {
+        "pg:ACN0", "pg:ACN1", "pg:ACN2",  "pg:ACN3",  "pg:ACN4",  "pg:ACN5",  "pg:ACN6",  "pg:ACN7",
+        "pg:ACN8", "pg:ACN9", "pg:ACN10", "pg:ACN11", "pg:ACN12", "pg:ACN13", "pg:ACN14", "pg:ACN15"};
+    static const char* const ears[kEars] = {"pg:left", "pg:right"};
+    std::ostringstream out;
+    out << kPrefixes;
+    group(out, p, "ambix", "pg:InputGroup , pg:AmbisonicBH3P3Group", "AmbiX (ACN, SN3D)");
+    group(out, p, "ears", "pg:OutputGroup , pg:StereoGroup", "Ears");
+    out << uri(kSofaFileUri) << "\n\ta lv2:Parameter ;\n\trdfs:label \"SOFA file\" ;\n\trdfs:comment "
+        << quoted(std::string("Head-related impulse responses; the default is ") + kDefaultSofaFile)
+        << " ;\n\trdfs:range atom:Path .\n\n";
+    out << pluginHead(p, "Vantoria Binaural Decoder",
+                      "Third-order AmbiX to two ears through the head-related responses of a SOFA file, with head "
+                      "rotation.",
+                      "lv2:SpatialPlugin")
+        << "\tlv2:optionalFeature lv2:hardRTCapable , work:schedule , log:log , urid:map , opts:options , "
+           "bufsz:boundedBlockLength , state:mapPath , state:freePath ;\n"
+        << "\tlv2:extensionData work:interface , state:interface ;\n\topts:supportedOption bufsz:maxBlockLength ;\n"
+        << "\tpatch:writable " << uri(kSofaFileUri) << " ;\n";
+    const auto ear = [](int k) { return k == 0 ? std::string("left") : std::string("right"); };
+    for (int k = 0; k < kAmbixChannels; ++k)
+        CPort(out, "lv2:InputPort , lv2:AudioPort", bi::kFirstInput + k, "acn_" + std::to_string(k), "ACN " + std::to_string(k))
+            .add("pg:group", uri(p, "ambix"))
+            .add("lv2:designation", acn[k]);
+    for (int k = 0; k < kEars; ++k)
+        CPort(out, "lv2:OutputPort , lv2:AudioPort", bi::kFirstOutput + k, ear(k), k == 0 ? "Left ear" : "Right ear")
+            .add("pg:group", uri(p, "ears"))
+            .add("lv2:designation", ears[k]);
+    latencyPort(out, bi::kLatency, CBinauralDecoder::kPartition);
+    orientationPorts(out, bi::kYaw, "Head");
+    for (int k : {int(bi::kControl), int(bi::kNotify)})
+        CPort(out, k == bi::kControl ? "lv2:InputPort , atom:AtomPort" : "lv2:OutputPort , atom:AtomPort", k,
+              k == bi::kControl ? "control" : "notify", k == bi::kControl ? "Control" : "Notify")
+            .add("atom:bufferType", "atom:Sequence")
+            .add("atom:supports", "patch:Message")
+            .add("lv2:designation", "lv2:control")
+            .add("lv2:portProperty", "lv2:connectionOptional")
+            .add("rsz:minimumSize", "8192");
+    out << " .\n";
+    return out.str();
+}
+
 std::string manifest(const std::string& binary)
 {
     std::ostringstream out;
     out << kPrefixes << uri(kBundleUri) << "\n\ta doap:Project ;\n\tdoap:name \"Vantoria\" .\n\n";
-    const char* plugins[][2] = {{kBeamformerUri, "beamformer.ttl"}};
+    const char* plugins[][2] = {{kBeamformerUri, "beamformer.ttl"}, {kBinauralUri, "binaural.ttl"}};
     for (const auto& plugin : plugins)
         out << uri(plugin[0]) << "\n\ta lv2:Plugin ;\n\tlv2:binary <" << binary << "> ;\n\trdfs:seeAlso <" << plugin[1]
             << "> .\n\n";
@@ -223,6 +271,7 @@ int main(int argc, char** argv)
     }
     const std::string dir = argv[1];
     const int block = kDefaultBlock;
-    const bool ok = save(dir + "/manifest.ttl", manifest(argv[2])) && save(dir + "/beamformer.ttl", beamformerTurtle(block));
+    const bool ok = save(dir + "/manifest.ttl", manifest(argv[2])) && save(dir + "/beamformer.ttl", beamformerTurtle(block))
+                    && save(dir + "/binaural.ttl", binauralTurtle());
     return ok ? 0 : 1;
 }

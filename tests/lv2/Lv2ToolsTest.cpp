@@ -52,6 +52,7 @@ TEST(Lv2Tools, Lv2lsAndLv2infoListThePluginsAndTheirPortsAsDescribed)
     const Result list = runTool("lv2ls", {});
     ASSERT_EQ(list.exitCode, 0) << list.err.toStdString();
     EXPECT_TRUE(list.out.contains(vk_lv2::kBeamformerUri)) << list.out.toStdString();
+    EXPECT_TRUE(list.out.contains(vk_lv2::kBinauralUri)) << list.out.toStdString();
 
     const Result info = runTool("lv2info", {vk_lv2::kBeamformerUri});
     ASSERT_EQ(info.exitCode, 0) << info.err.toStdString();
@@ -73,6 +74,23 @@ TEST(Lv2Tools, Lv2lsAndLv2infoListThePluginsAndTheirPortsAsDescribed)
         EXPECT_GE(count(text, QStringLiteral("= \"%1\"$").arg(label)), 1) << label;
 }
 
+TEST(Lv2Tools, Lv2infoShowsTheDecodersAmbixGroupEarsAndPathParameter)
+{
+    namespace bi = vk_lv2::binaural;
+    const Result info = runTool("lv2info", {vk_lv2::kBinauralUri});
+    ASSERT_EQ(info.exitCode, 0) << info.err.toStdString();
+    const QString& text = info.out;
+    EXPECT_EQ(count(text, "^\\tPort \\d+:$"), bi::kPortCount);
+    EXPECT_EQ(count(text, "Group: +\\S+#ambix$"), vk_lv2::kAmbixChannels);
+    for (int k = 0; k < vk_lv2::kAmbixChannels; ++k)
+        EXPECT_EQ(count(text, QStringLiteral("Designation: http://lv2plug.in/ns/ext/port-groups#ACN%1$").arg(k)), 1) << k;
+    EXPECT_EQ(count(text, "Designation: http://lv2plug.in/ns/ext/port-groups#(left|right)$"), 2);
+    EXPECT_TRUE(text.contains(QStringLiteral("Has latency:       yes, reported by port %1").arg(bi::kLatency)));
+    for (const char* symbol : {"yaw", "pitch", "roll", "control", "notify"})
+        EXPECT_EQ(count(text, QStringLiteral("Symbol: +%1$").arg(symbol)), 1) << symbol;
+    EXPECT_TRUE(text.contains("http://lv2plug.in/ns/ext/state#interface"));
+}
+
 TEST(Lv2Tools, TurtleValidatesAgainstTheLv2Schemas)
 {
     QStringList files;
@@ -81,7 +99,7 @@ TEST(Lv2Tools, TurtleValidatesAgainstTheLv2Schemas)
             files << ttl.filePath();
     ASSERT_FALSE(files.isEmpty()) << "no LV2 specifications in /usr/lib/lv2 (lv2-dev)";
     const QStringList ours = QDir(VK_LV2_BUNDLE).entryList({"*.ttl"}, QDir::Files);
-    ASSERT_GE(ours.size(), 2);
+    ASSERT_GE(ours.size(), 3);
     for (const QString& ttl : ours)
         files << QDir(VK_LV2_BUNDLE).filePath(ttl);
     const Result check = runTool("sord_validate", files);
