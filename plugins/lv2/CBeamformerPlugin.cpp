@@ -20,10 +20,7 @@ std::unique_ptr<CBeamformerPlugin> CBeamformerPlugin::create(double rate, const 
                    CAudioGraph::kMinSampleRate, CAudioGraph::kMaxSampleRate);
         return nullptr;
     }
-    // The host's usual length keeps the latency at one of its own blocks; without one,
-    // the renderer's block.
-    const int nominal = host.nominalBlockLength();
-    const int block = nominal >= kMinBlock && nominal <= kMaxBlock ? nominal : vk_lv2::kDefaultBlock;
+    const int block = vk_lv2::blockLength(host.nominalBlockLength());
     std::unique_ptr<CBeamformerPlugin> plugin(new CBeamformerPlugin(host, block));
     if (!plugin->build(rate, block)) {
         host.error(kName, "the audio graph could not be built at %.0f Hz, block %d", rate, block);

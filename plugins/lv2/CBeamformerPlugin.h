@@ -23,8 +23,6 @@
 class CBeamformerPlugin {
 public:
     static constexpr int kBeams = vk_lv2::beamformer::kBeams;
-    static constexpr int kMinBlock = 32;
-    static constexpr int kMaxBlock = 4096;
 
     // Null, with the reason logged, for a rate the engine does not run.
     static std::unique_ptr<CBeamformerPlugin> create(double rate, const char* bundle, const LV2_Feature* const* features);

@@ -22,6 +22,10 @@ inline constexpr int kEars = 2;
 // offline renderer's default; also their latency then.
 inline constexpr int kDefaultBlock = 512;
 
+// The block a re-blocking plug-in runs its engine in: the host's usual length, which keeps
+// the latency at one of the host's own blocks, when it names a sensible one.
+inline constexpr int blockLength(int nominal) { return nominal >= 32 && nominal <= 4096 ? nominal : kDefaultBlock; }
+
 // "capsule_01" ... : the symbol of a numbered port, counting from 1.
 inline std::string numbered(const char* stem, int index)
 {

@@ -3,34 +3,28 @@
 
 #include "plugins/lv2/vkLv2Ports.h"
 #include "tests/lv2/CLv2TestHost.h"
+#include "tests/lv2/Lv2TestRuns.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <memory>
-#include <random>
 
 namespace {
 
-using Channels = std::vector<std::vector<float>>;
+using lv2_runs::Channels;
+using lv2_runs::noise;
+using lv2_runs::runInCalls;
 namespace bf = vk_lv2::beamformer;
 
 constexpr double kRate = 48000.0;
 constexpr const char* kUri = vk_lv2::kBeamformerUri;
 
-Channels noise(int channels, long frames, unsigned seed)
+Channels silence(int channels, long frames)
 {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> value(-0.25f, 0.25f);
-    Channels c(static_cast<std::size_t>(channels), std::vector<float>(static_cast<std::size_t>(frames)));
-    for (auto& channel : c)
-        for (float& s : channel)
-            s = value(random);
-    return c;
+    return Channels(static_cast<std::size_t>(channels), std::vector<float>(static_cast<std::size_t>(frames)));
 }
-
-Channels silence(int channels, long frames) { return Channels(std::size_t(channels), std::vector<float>(std::size_t(frames))); }
 
 std::unique_ptr<CLv2TestHost> beamformer(const CLv2TestHost::Options& options = {})
 {
@@ -38,29 +32,6 @@ std::unique_ptr<CLv2TestHost> beamformer(const CLv2TestHost::Options& options = 
     EXPECT_TRUE(host->found()) << "no " << kUri << " in " << VK_LV2_BUNDLE;
     EXPECT_TRUE(host->instantiated());
     return host;
-}
-
-// Runs `in` through the host in calls of the lengths `blocks` (cycled), the worker's
-// requests served after each call, `change` called before each call with its start.
-template <class Change>
-Channels runInCalls(CLv2TestHost& host, const Channels& in, const std::vector<int>& blocks, Change&& change)
-{
-    const long frames = long(in[0].size());
-    Channels out = silence(host.audioOutputs(), frames);
-    long done = 0;
-    for (std::size_t k = 0; done < frames; ++k) {
-        const int n = int(std::min<long>(blocks[k % blocks.size()], frames - done));
-        change(done);
-        host.run(in, out, done, n);
-        host.runWork();
-        done += n;
-    }
-    return out;
-}
-
-Channels runInCalls(CLv2TestHost& host, const Channels& in, const std::vector<int>& blocks)
-{
-    return runInCalls(host, in, blocks, [](long) {});
 }
 
 double rms(const std::vector<float>& x, long from, long to)

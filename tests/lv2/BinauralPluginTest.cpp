@@ -5,6 +5,7 @@
 #include "binaural/CBinauralDecoder.h"
 #include "plugins/lv2/vkLv2Ports.h"
 #include "tests/lv2/CLv2TestHost.h"
+#include "tests/lv2/Lv2TestRuns.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <QFile>
@@ -13,25 +14,15 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <random>
 
 namespace {
 
-using Channels = std::vector<std::vector<float>>;
+using lv2_runs::Channels;
+using lv2_runs::noise;
+using lv2_runs::runInCalls;
 constexpr double kRate = 48000.0;
 constexpr int kBlock = 512;
 constexpr const char* kUri = vk_lv2::kBinauralUri;
-
-Channels noise(int channels, long frames, unsigned seed)
-{
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> value(-0.25f, 0.25f);
-    Channels c(static_cast<std::size_t>(channels), std::vector<float>(static_cast<std::size_t>(frames)));
-    for (auto& channel : c)
-        for (float& s : channel)
-            s = value(random);
-    return c;
-}
 
 std::unique_ptr<CLv2TestHost> decoder()
 {
@@ -40,30 +31,6 @@ std::unique_ptr<CLv2TestHost> decoder()
     auto host = std::make_unique<CLv2TestHost>(kUri, kRate, options);
     EXPECT_TRUE(host->instantiated());
     return host;
-}
-
-// Runs `in` in calls of the lengths `blocks` (cycled); the worker serves each call's
-// requests, and `before` runs before each call with the frames done.
-template <class Before>
-Channels runInCalls(CLv2TestHost& host, const Channels& in, const std::vector<int>& blocks, Before&& before)
-{
-    const long frames = long(in[0].size());
-    Channels out(vk_lv2::kEars, std::vector<float>(std::size_t(frames)));
-    long done = 0;
-    for (std::size_t k = 0; done < frames; ++k) {
-        const int n = int(std::min<long>(blocks[k % blocks.size()], frames - done));
-        before(done);
-        host.run(in, out, done, n);
-        host.collectNotifications();
-        host.runWork();
-        done += n;
-    }
-    return out;
-}
-
-Channels runInCalls(CLv2TestHost& host, const Channels& in, const std::vector<int>& blocks)
-{
-    return runInCalls(host, in, blocks, [](long) {});
 }
 
 // The engine's decoder alone, as the application's graph runs it.
