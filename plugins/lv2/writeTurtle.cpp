@@ -34,6 +34,10 @@ const char* const kPrefixes = R"(@prefix atom: <http://lv2plug.in/ns/ext/atom#> 
 
 )";
 
+const char* const kAcn[kAmbixChannels] = {"pg:ACN0",  "pg:ACN1",  "pg:ACN2",  "pg:ACN3", "pg:ACN4",  "pg:ACN5",
+                                           "pg:ACN6",  "pg:ACN7",  "pg:ACN8",  "pg:ACN9", "pg:ACN10", "pg:ACN11",
+                                           "pg:ACN12", "pg:ACN13", "pg:ACN14", "pg:ACN15"};
+
 std::string uri(const char* base, const std::string& fragment = {})
 {
     return "<" + std::string(base) + (fragment.empty() ? "" : "#" + fragment) + ">";
@@ -198,9 +202,6 @@ std::string binauralTurtle()
 {
     namespace bi = vk_lv2::binaural;
     const char* p = kBinauralUri;
-    static const char* const acn[kAmbixChannels] = {
-        "pg:ACN0", "pg:ACN1", "pg:ACN2",  "pg:ACN3",  "pg:ACN4",  "pg:ACN5",  "pg:ACN6",  "pg:ACN7",
-        "pg:ACN8", "pg:ACN9", "pg:ACN10", "pg:ACN11", "pg:ACN12", "pg:ACN13", "pg:ACN14", "pg:ACN15"};
     static const char* const ears[kEars] = {"pg:left", "pg:right"};
     std::ostringstream out;
     out << kPrefixes;
@@ -221,7 +222,7 @@ std::string binauralTurtle()
     for (int k = 0; k < kAmbixChannels; ++k)
         CPort(out, "lv2:InputPort , lv2:AudioPort", bi::kFirstInput + k, "acn_" + std::to_string(k), "ACN " + std::to_string(k))
             .add("pg:group", uri(p, "ambix"))
-            .add("lv2:designation", acn[k]);
+            .add("lv2:designation", kAcn[k]);
     for (int k = 0; k < kEars; ++k)
         CPort(out, "lv2:OutputPort , lv2:AudioPort", bi::kFirstOutput + k, ear(k), k == 0 ? "Left ear" : "Right ear")
             .add("pg:group", uri(p, "ears"))
@@ -240,11 +241,38 @@ std::string binauralTurtle()
     return out.str();
 }
 
+std::string encoderTurtle(int block)
+{
+    namespace en = vk_lv2::encoder;
+    const char* p = kEncoderUri;
+    std::ostringstream out;
+    out << kPrefixes;
+    group(out, p, "capsules", "pg:InputGroup", "Capsules");
+    group(out, p, "ambix", "pg:OutputGroup , pg:AmbisonicBH3P3Group", "AmbiX (ACN, SN3D)");
+    out << pluginHead(p, "Vantoria Ambisonics Encoder",
+                      "Third-order AmbiX (ACN, SN3D) from the 32 capsules of a spherical microphone array, turned "
+                      "by the array's mounting.",
+                      "lv2:SpatialPlugin")
+        << "\tlv2:optionalFeature lv2:hardRTCapable , work:schedule , log:log , urid:map , opts:options , "
+           "bufsz:boundedBlockLength ;\n"
+        << "\tlv2:extensionData work:interface ;\n\topts:supportedOption bufsz:nominalBlockLength ;\n";
+    audioPorts(out, p, true, en::kFirstInput, kCapsules, "capsule", "Capsule", "capsules");
+    for (int k = 0; k < kAmbixChannels; ++k)
+        CPort(out, "lv2:OutputPort , lv2:AudioPort", en::kFirstOutput + k, "acn_" + std::to_string(k),
+              "ACN " + std::to_string(k))
+            .add("pg:group", uri(p, "ambix"))
+            .add("lv2:designation", kAcn[k]);
+    latencyPort(out, en::kLatency, block);
+    orientationPorts(out, en::kYaw, "Mounting");
+    out << " .\n";
+    return out.str();
+}
+
 std::string manifest(const std::string& binary)
 {
     std::ostringstream out;
     out << kPrefixes << uri(kBundleUri) << "\n\ta doap:Project ;\n\tdoap:name \"Vantoria\" .\n\n";
-    const char* plugins[][2] = {{kBeamformerUri, "beamformer.ttl"}, {kBinauralUri, "binaural.ttl"}};
+    const char* plugins[][2] = {{kBeamformerUri, "beamformer.ttl"}, {kBinauralUri, "binaural.ttl"}, {kEncoderUri, "encoder.ttl"}};
     for (const auto& plugin : plugins)
         out << uri(plugin[0]) << "\n\ta lv2:Plugin ;\n\tlv2:binary <" << binary << "> ;\n\trdfs:seeAlso <" << plugin[1]
             << "> .\n\n";
@@ -272,6 +300,6 @@ int main(int argc, char** argv)
     const std::string dir = argv[1];
     const int block = kDefaultBlock;
     const bool ok = save(dir + "/manifest.ttl", manifest(argv[2])) && save(dir + "/beamformer.ttl", beamformerTurtle(block))
-                    && save(dir + "/binaural.ttl", binauralTurtle());
+                    && save(dir + "/binaural.ttl", binauralTurtle()) && save(dir + "/encoder.ttl", encoderTurtle(block));
     return ok ? 0 : 1;
 }

@@ -31,6 +31,7 @@ dpkg -c "$deb" | awk '{ print $6 }' >"$work/contents"
 for path in usr/bin/vantoria usr/bin/vantoria-render usr/share/applications/vantoria.desktop \
   usr/share/icons/hicolor/512x512/apps/vantoria.png usr/share/man/man1/vantoria-render.1.gz \
   usr/lib/lv2/vantoria.lv2/manifest.ttl usr/lib/lv2/vantoria.lv2/beamformer.ttl usr/lib/lv2/vantoria.lv2/binaural.ttl \
+  usr/lib/lv2/vantoria.lv2/encoder.ttl \
   usr/lib/lv2/vantoria.lv2/vantoria_lv2.so; do
   grep -qx "\./$path" "$work/contents" || fail "$path is not in the package"
 done
