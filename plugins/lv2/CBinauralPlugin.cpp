@@ -19,11 +19,6 @@ constexpr const char* kName = "Vantoria Binaural Decoder";
 constexpr double kMinRate = 22050.0;
 constexpr double kMaxRate = 192000.0;
 
-float clampedControl(const float* port, float limit)
-{
-    return port && std::isfinite(*port) ? std::clamp(*port, -limit, limit) : 0.0f;
-}
-
 } // namespace
 
 std::unique_ptr<CBinauralPlugin> CBinauralPlugin::create(double rate, const char*, const LV2_Feature* const* features)
@@ -98,16 +93,12 @@ void CBinauralPlugin::connect(uint32_t port, void* data)
         mOutputs[std::size_t(p - ports::kFirstOutput)] = static_cast<float*>(data);
     else if (p == ports::kLatency)
         mLatencyPort = static_cast<float*>(data);
-    else if (p == ports::kYaw)
-        mYaw = static_cast<const float*>(data);
-    else if (p == ports::kPitch)
-        mPitch = static_cast<const float*>(data);
-    else if (p == ports::kRoll)
-        mRoll = static_cast<const float*>(data);
     else if (p == ports::kControl)
         mControl = static_cast<const LV2_Atom_Sequence*>(data);
     else if (p == ports::kNotify)
         mNotify = static_cast<LV2_Atom_Sequence*>(data);
+    else
+        mOrientation.connect(p, ports::kYaw, data);
 }
 
 void CBinauralPlugin::activate()
@@ -123,7 +114,7 @@ void CBinauralPlugin::deactivate() { activate(); }
 
 void CBinauralPlugin::applyOrientation()
 {
-    mDecoder.setHeadOrientation({clampedControl(mYaw, 180.0f), clampedControl(mPitch, 90.0f), clampedControl(mRoll, 180.0f)});
+    mDecoder.setHeadOrientation({mOrientation.value(0), mOrientation.value(1), mOrientation.value(2)});
 }
 
 // patch:Set of the SOFA file goes to the worker; patch:Get asks for a notification.

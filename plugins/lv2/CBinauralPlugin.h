@@ -78,9 +78,7 @@ private:
     int mBlock = 0;
     std::array<const float*, vk_lv2::kAmbixChannels> mInputs{};
     std::array<float*, vk_lv2::kEars> mOutputs{};
-    const float* mYaw = nullptr;
-    const float* mPitch = nullptr;
-    const float* mRoll = nullptr;
+    vk_lv2::COrientationPorts mOrientation;
     float* mLatencyPort = nullptr;
     const LV2_Atom_Sequence* mControl = nullptr;
     LV2_Atom_Sequence* mNotify = nullptr;

@@ -10,11 +10,6 @@ namespace {
 
 constexpr const char* kName = "Vantoria Ambisonics Encoder";
 
-float clampedControl(const float* port, float limit)
-{
-    return port && std::isfinite(*port) ? std::clamp(*port, -limit, limit) : 0.0f;
-}
-
 } // namespace
 
 std::unique_ptr<CEncoderPlugin> CEncoderPlugin::create(double rate, const char*, const LV2_Feature* const* features)
@@ -88,12 +83,8 @@ void CEncoderPlugin::connect(uint32_t port, void* data)
         mOutputs[std::size_t(p - ports::kFirstOutput)] = static_cast<float*>(data);
     else if (p == ports::kLatency)
         mLatencyPort = static_cast<float*>(data);
-    else if (p == ports::kYaw)
-        mYaw = static_cast<const float*>(data);
-    else if (p == ports::kPitch)
-        mPitch = static_cast<const float*>(data);
-    else if (p == ports::kRoll)
-        mRoll = static_cast<const float*>(data);
+    else
+        mOrientation.connect(p, ports::kYaw, data);
 }
 
 // Outside the audio thread: the mounting the controls hold now is in force from the start.
@@ -116,7 +107,7 @@ void CEncoderPlugin::deactivate()
 
 CGraphSession::Orientation CEncoderPlugin::wantedOrientation() const
 {
-    return {clampedControl(mYaw, 180.0f), clampedControl(mPitch, 90.0f), clampedControl(mRoll, 180.0f)};
+    return {mOrientation.value(0), mOrientation.value(1), mOrientation.value(2)};
 }
 
 LV2_Worker_Status CEncoderPlugin::work(const void* data, uint32_t size)

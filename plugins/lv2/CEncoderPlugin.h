@@ -49,9 +49,7 @@ private:
     float* mUnused[1] = {};
     std::array<const float*, vk_lv2::kCapsules> mInputs{};
     std::array<float*, vk_lv2::kAmbixChannels> mOutputs{};
-    const float* mYaw = nullptr;
-    const float* mPitch = nullptr;
-    const float* mRoll = nullptr;
+    vk_lv2::COrientationPorts mOrientation;
     float* mLatencyPort = nullptr;
     CGraphSession::Orientation mMounting{};
     bool mStarted = false;

@@ -2,6 +2,9 @@
 // The port layout of the three plug-ins: one place that both the plug-ins and the Turtle
 // writer read, so the descriptions and the code never disagree on an index or a symbol.
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -25,6 +28,29 @@ inline constexpr int kDefaultBlock = 512;
 // The block a re-blocking plug-in runs its engine in: the host's usual length, which keeps
 // the latency at one of the host's own blocks, when it names a sensible one.
 inline constexpr int blockLength(int nominal) { return nominal >= 32 && nominal <= 4096 ? nominal : kDefaultBlock; }
+
+// Yaw, pitch and roll controls (the encoder's mounting, the decoder's head), in degrees,
+// three ports in a row: their ranges, and the plug-in's side of them.
+inline constexpr std::array<float, 3> kOrientationLimits = {180.0f, 90.0f, 180.0f};
+struct COrientationPorts {
+    std::array<const float*, 3> ports{};
+
+    // Takes the port when it is one of the three from `first`.
+    bool connect(int port, int first, void* data)
+    {
+        if (port < first || port >= first + 3)
+            return false;
+        ports[std::size_t(port - first)] = static_cast<const float*>(data);
+        return true;
+    }
+    // The axis' value clamped into its range; 0 when unconnected or not finite.
+    float value(int axis) const
+    {
+        const float* port = ports[std::size_t(axis)];
+        const float limit = kOrientationLimits[std::size_t(axis)];
+        return port && std::isfinite(*port) ? std::clamp(*port, -limit, limit) : 0.0f;
+    }
+};
 
 // "capsule_01" ... : the symbol of a numbered port, counting from 1.
 inline std::string numbered(const char* stem, int index)

@@ -111,11 +111,10 @@ void audioPorts(std::ostringstream& out, const char* plugin, bool input, int fir
 void orientationPorts(std::ostringstream& out, int first, const char* whose)
 {
     const char* names[3] = {"yaw", "pitch", "roll"};
-    const double limits[3] = {180, 90, 180};
     for (int k = 0; k < 3; ++k)
         CPort(out, "lv2:InputPort , lv2:ControlPort", first + k, names[k], std::string(whose) + " " + names[k])
             .add("units:unit", "units:degree")
-            .range(-limits[k], limits[k], 0);
+            .range(-kOrientationLimits[std::size_t(k)], kOrientationLimits[std::size_t(k)], 0);
 }
 
 std::string pluginHead(const char* plugin, const char* name, const char* comment, const char* classes)
