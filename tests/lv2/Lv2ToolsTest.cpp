@@ -26,7 +26,7 @@ struct Result {
     QString err;
 };
 
-// Runs a tool with LV2_PATH at the build tree's bundle and the system's LV2 specifications.
+// Runs a tool with LV2_PATH at the build tree's bundle and the LV2 schema bundles the system installs.
 Result runTool(const QString& program, const QStringList& arguments)
 {
     QProcess process;
@@ -111,10 +111,10 @@ TEST(Lv2Tools, Lv2infoShowsTheDecodersAmbixGroupEarsAndPathParameter)
 TEST(Lv2Tools, TurtleValidatesAgainstTheLv2Schemas)
 {
     QStringList files;
-    for (const QFileInfo& spec : QDir("/usr/lib/lv2").entryInfoList({"*.lv2"}, QDir::Dirs))
-        for (const QFileInfo& ttl : QDir(spec.filePath()).entryInfoList({"*.ttl"}, QDir::Files))
+    for (const QFileInfo& schema : QDir("/usr/lib/lv2").entryInfoList({"*.lv2"}, QDir::Dirs))
+        for (const QFileInfo& ttl : QDir(schema.filePath()).entryInfoList({"*.ttl"}, QDir::Files))
             files << ttl.filePath();
-    ASSERT_FALSE(files.isEmpty()) << "no LV2 specifications in /usr/lib/lv2 (lv2-dev)";
+    ASSERT_FALSE(files.isEmpty()) << "no LV2 schema bundles in /usr/lib/lv2 (lv2-dev)";
     const QStringList ours = QDir(VK_LV2_BUNDLE).entryList({"*.ttl"}, QDir::Files);
     ASSERT_EQ(ours.size(), 4);
     for (const QString& ttl : ours)
