@@ -16,6 +16,7 @@ packages=(
   liblo-dev liblo-tools  # the OSC server; oscsend for the README's example
   dpkg-dev file help2man  # the Debian package: flags, shlibdeps, cpack's file check, the manual page
   lv2-dev liblilv-dev lilv-utils jalv sordi  # LV2 plug-ins: headers, the test host, lv2ls/lv2info/lv2apply, jalv, sord_validate
+  ardour  # LV2 test in a DAW: ardour7-lua and ardour7-export, headless
 )
 
 missing=()

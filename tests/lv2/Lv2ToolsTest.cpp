@@ -5,12 +5,11 @@
 
 #include "plugins/lv2/CPatternChoices.h"
 #include "plugins/lv2/vkLv2Ports.h"
+#include "tests/lv2/Lv2ToolRun.h"
 #include "tests/support/DefaultScene.h"
 #include "tests/support/SndfileWave.h"
 
 #include <QDir>
-#include <QProcess>
-#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -20,25 +19,7 @@ namespace {
 
 namespace bf = vk_lv2::beamformer;
 
-struct Result {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-// Runs a tool with LV2_PATH at the build tree's bundle and the LV2 schema bundles the system installs.
-Result runTool(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("LV2_PATH", QFileInfo(VK_LV2_BUNDLE).path() + ":/usr/lib/lv2");
-    process.setProcessEnvironment(env);
-    process.start(program, arguments);
-    if (!process.waitForFinished(120000))
-        return {};
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
-}
+using lv2_tool::Result;
 
 int count(const QString& text, const QString& pattern)
 {
@@ -49,13 +30,13 @@ int count(const QString& text, const QString& pattern)
 
 TEST(Lv2Tools, Lv2lsAndLv2infoListThePluginsAndTheirPortsAsDescribed)
 {
-    const Result list = runTool("lv2ls", {});
+    const Result list = lv2_tool::run("lv2ls", {});
     ASSERT_EQ(list.exitCode, 0) << list.err.toStdString();
     EXPECT_TRUE(list.out.contains(vk_lv2::kBeamformerUri)) << list.out.toStdString();
     EXPECT_TRUE(list.out.contains(vk_lv2::kBinauralUri)) << list.out.toStdString();
     EXPECT_TRUE(list.out.contains(vk_lv2::kEncoderUri)) << list.out.toStdString();
 
-    const Result info = runTool("lv2info", {vk_lv2::kBeamformerUri});
+    const Result info = lv2_tool::run("lv2info", {vk_lv2::kBeamformerUri});
     ASSERT_EQ(info.exitCode, 0) << info.err.toStdString();
     const QString& text = info.out;
     EXPECT_EQ(count(text, "^\\tPort \\d+:$"), bf::kPortCount);
@@ -78,7 +59,7 @@ TEST(Lv2Tools, Lv2lsAndLv2infoListThePluginsAndTheirPortsAsDescribed)
 TEST(Lv2Tools, Lv2infoShowsTheEncodersCapsulesAndAmbixGroup)
 {
     namespace en = vk_lv2::encoder;
-    const Result info = runTool("lv2info", {vk_lv2::kEncoderUri});
+    const Result info = lv2_tool::run("lv2info", {vk_lv2::kEncoderUri});
     ASSERT_EQ(info.exitCode, 0) << info.err.toStdString();
     const QString& text = info.out;
     EXPECT_EQ(count(text, "^\\tPort \\d+:$"), en::kPortCount);
@@ -94,7 +75,7 @@ TEST(Lv2Tools, Lv2infoShowsTheEncodersCapsulesAndAmbixGroup)
 TEST(Lv2Tools, Lv2infoShowsTheDecodersAmbixGroupEarsAndPathParameter)
 {
     namespace bi = vk_lv2::binaural;
-    const Result info = runTool("lv2info", {vk_lv2::kBinauralUri});
+    const Result info = lv2_tool::run("lv2info", {vk_lv2::kBinauralUri});
     ASSERT_EQ(info.exitCode, 0) << info.err.toStdString();
     const QString& text = info.out;
     EXPECT_EQ(count(text, "^\\tPort \\d+:$"), bi::kPortCount);
@@ -119,7 +100,7 @@ TEST(Lv2Tools, TurtleValidatesAgainstTheLv2Schemas)
     ASSERT_EQ(ours.size(), 4);
     for (const QString& ttl : ours)
         files << QDir(VK_LV2_BUNDLE).filePath(ttl);
-    const Result check = runTool("sord_validate", files);
+    const Result check = lv2_tool::run("sord_validate", files);
     EXPECT_EQ(check.exitCode, 0) << check.err.toStdString();
     EXPECT_TRUE(check.err.contains("Found 0 errors") || check.out.contains("Found 0 errors"))
         << check.out.toStdString() << check.err.toStdString();
@@ -154,11 +135,11 @@ TEST(Lv2Tools, Lv2applyGivesTheRenderersBeamsSampleForSampleAfterTheReportedLate
     const QString input = writeTake(dir, 48000, 2);
     ASSERT_FALSE(input.isEmpty());
 
-    const Result render = runTool(VK_RENDER_EXECUTABLE, {input, "--float", "-q", "-o", dir.filePath("render.wav"),
+    const Result render = lv2_tool::run(VK_RENDER_EXECUTABLE, {input, "--float", "-q", "-o", dir.filePath("render.wav"),
                                                          "--beam", "30,90,card3", "--beam", "150,60,hyper2,6,-4.5",
                                                          "--beam", "270,120,super2,-6,3"});
     ASSERT_EQ(render.exitCode, 0) << render.err.toStdString();
-    const Result apply = runTool("lv2apply", {"-i", input, "-o", dir.filePath("plugin.wav"),
+    const Result apply = lv2_tool::run("lv2apply", {"-i", input, "-o", dir.filePath("plugin.wav"),
                                               "-c", "azimuth_01", "30", "-c", "pattern_01", "7",
                                               "-c", "azimuth_02", "150", "-c", "polar_02", "60", "-c", "pattern_02", "5",
                                               "-c", "wng_02", "6", "-c", "gain_02", "-4.5",
@@ -195,12 +176,12 @@ TEST(Lv2Tools, Lv2applyGivesTheRenderersAmbixAndEarsSampleForSample)
     ASSERT_FALSE(input.isEmpty());
     const QString ambix = dir.filePath("ambix.wav");
     const QString ears = dir.filePath("ears.wav");
-    const Result render = runTool(VK_RENDER_EXECUTABLE, {input, "--float", "-q", "--ambix", ambix, "--binaural", ears,
+    const Result render = lv2_tool::run(VK_RENDER_EXECUTABLE, {input, "--float", "-q", "--ambix", ambix, "--binaural", ears,
                                                          "--orientation", "30,-10,5"});
     ASSERT_EQ(render.exitCode, 0) << render.err.toStdString();
 
     const QString encoded = dir.filePath("encoded.wav");
-    const Result encode = runTool("lv2apply", {"-i", input, "-o", encoded, "-c", "yaw", "30", "-c", "pitch", "-10",
+    const Result encode = lv2_tool::run("lv2apply", {"-i", input, "-o", encoded, "-c", "yaw", "30", "-c", "pitch", "-10",
                                                "-c", "roll", "5", vk_lv2::kEncoderUri});
     ASSERT_EQ(encode.exitCode, 0) << encode.err.toStdString();
     const sndfile_wave::Channels expectedAmbix = sndfile_wave::readWave(ambix);
@@ -212,7 +193,7 @@ TEST(Lv2Tools, Lv2applyGivesTheRenderersAmbixAndEarsSampleForSample)
             << "ACN " << c;
 
     const QString decoded = dir.filePath("decoded.wav");
-    const Result decode = runTool("lv2apply", {"-i", ambix, "-o", decoded, vk_lv2::kBinauralUri});
+    const Result decode = lv2_tool::run("lv2apply", {"-i", ambix, "-o", decoded, vk_lv2::kBinauralUri});
     ASSERT_EQ(decode.exitCode, 0) << decode.err.toStdString();
     const sndfile_wave::Channels expectedEars = sndfile_wave::readWave(ears);
     const sndfile_wave::Channels gotEars = sndfile_wave::readWave(decoded);
