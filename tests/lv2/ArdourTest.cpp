@@ -114,10 +114,13 @@ QStringList recordedSources(const QString& out)
 
 // Ardour's float path adds no rounding of its own here (unity gains, a float export; with
 // the plug-in switched off it gives the take back bit for bit). The plug-in and the
-// renderer run the same engine on the same stream, but not from the same first block: a
-// few quiet samples may differ in their last bits (measured: 42 and 78 of some 60000, by at
-// most 2e-12). The bound is -120 dBFS, far below a 24-bit file's step, and at least 99 in
-// 100 samples must be bit-identical.
+// renderer run the same engine on the same stream, but not from the same first sample:
+// the engine adds its anti-denormal offset (1e-7) to the input from the first sample it
+// processes, the renderer at the stream's start, the plug-in at its activation, long
+// before. The lead-in takes the offset's onset (about 1e-7 at the beams); a few quiet
+// samples may still differ in their last bits (measured: 42 and 78 of some 60000, by at
+// most 2e-12, in some runs). The bound is -120 dBFS, far below a 24-bit file's step, and
+// at least 99 in 100 samples must be bit-identical.
 constexpr float kRounding = 0x1p-20f;
 
 // Samples in [from, to) where `a` and `b` differ, and the largest difference.
