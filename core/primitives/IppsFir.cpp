@@ -11,6 +11,7 @@
 #include "core/primitives/ipps.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -29,6 +30,7 @@ struct IppsFIRState_32f {
     int downPhase = 0;
     int historyLen = 0; // input samples kept between calls
     int chunkInputs = 0; // input samples taken per pass through the work line
+    bool symmetric = false; // single rate with taps that read the same backwards: run folded
     double* coefs = nullptr; // single rate: taps reversed; multi-rate: see polyphaseTaps
     double* work = nullptr; // historyLen samples of history, then one chunk of input
     float* outputs = nullptr; // single rate: one chunk of results before they are copied out
@@ -95,6 +97,16 @@ void polyphaseTaps(IppsFIRState_32f& s, const Ipp32f* taps)
         }
 }
 
+// Bit for bit, so that folding never merges two taps that differ, not even in the sign
+// of a zero.
+bool isSymmetric(const Ipp32f* taps, int tapsLen)
+{
+    for (int i = 0, j = tapsLen - 1; i < j; ++i, --j)
+        if (std::bit_cast<std::uint32_t>(taps[i]) != std::bit_cast<std::uint32_t>(taps[j]))
+            return false;
+    return true;
+}
+
 // Lays the state out in memory that holds geometry.total() bytes.
 IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int upFactor, int upPhase, int downFactor,
     int downPhase, const Ipp32f* dly)
@@ -118,6 +130,7 @@ IppsFIRState_32f* buildState(void* memory, const Ipp32f* taps, int tapsLen, int 
         polyphaseTaps(*s, taps);
     else
         std::reverse_copy(taps, taps + tapsLen, s->coefs);
+    s->symmetric = !s->multiRate() && isSymmetric(taps, tapsLen);
     loadHistory(*s, dly);
     return s;
 }
@@ -148,8 +161,8 @@ void runSingleRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int len)
     for (int done = 0; done < len;) {
         const int n = std::min(s.chunkInputs, len - done);
         vk::kernels::floatToDouble(src + done, s.work + s.historyLen, static_cast<std::size_t>(n));
-        vk::kernels::firCorrelate(
-            s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), s.outputs, static_cast<std::size_t>(n));
+        const auto correlate = s.symmetric ? vk::kernels::firCorrelateSymmetric : vk::kernels::firCorrelate;
+        correlate(s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), s.outputs, static_cast<std::size_t>(n));
         std::memcpy(dst + done, s.outputs, sizeof(float) * static_cast<std::size_t>(n));
         advanceHistory(s, n);
         done += n;

@@ -11,6 +11,7 @@
 #include "core/primitives/IppsKernels.h"
 
 #include <algorithm>
+#include <utility>
 
 HWY_BEFORE_NAMESPACE();
 namespace vk::kernels::HWY_NAMESPACE {
@@ -270,6 +271,191 @@ void FirCorrelateKernel(const double* w, const double* coefs, std::size_t tapsLe
         firBlock(d, w + s, coefs, tapsLen, out + s);
 }
 
+// The correlation folded for coefficients that read the same backwards: the two inputs
+// that meet one coefficient are added first, then multiplied once, so each multiply-add
+// does the work of two and the additions run on the separate add units.
+//
+// Lanes run over outputs, and a pass takes kFoldGroup taps spaced one vector apart along
+// the whole span of outputs, keeping the sums of the span in memory (L1). Tap p then
+// meets forward input vector m + p and mirrored input vector m - p of output vector m,
+// so a window of kFoldGroup vectors of each kind slides along the outputs: each step
+// loads one forward and one mirrored vector for kFoldGroup pairs of taps. Keeping the
+// sums in registers instead (as firBlock does) leaves too few registers for the two
+// windows, and the kernel then spends its time loading inputs, which are mostly
+// unaligned and cost two loads when they cross a cache line.
+constexpr std::size_t kFoldGroup = 4;
+constexpr std::size_t kFoldSpan = 512;
+
+// Loads an input vector into a register the compiler must keep: otherwise it folds the
+// load into each addition that uses the vector, which multiplies the loads.
+template <class D>
+HWY_INLINE hn::Vec<D> loadKept(D d, const double* p)
+{
+    hn::Vec<D> v = hn::LoadU(d, p);
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_SSSE3
+    asm("" : "+x"(v.raw));
+#endif
+    return v;
+}
+
+// One step of foldedPass, for output vector m in slot U = m % G of the windows: forward
+// vector m + p sits in forward[(U + p) % G], mirrored vector m - p in
+// mirrored[(U + G - p) % G]. Unrolled G steps at a time, the slots are constants and the
+// windows slide without moving a register. With more, the step then loads the vectors
+// that the next one needs into the slots that this one no longer does.
+template <std::size_t U, std::size_t G, class D, class V>
+HWY_INLINE void foldedStep(D d, const V (&tap)[G], V (&forward)[G], V (&mirrored)[G], const double* x, const double* y,
+                           double* sums, std::size_t m, bool more)
+{
+    const std::size_t lanes = hn::Lanes(d);
+    V sum = hn::Load(d, sums + m * lanes);
+#pragma GCC unroll 16
+    for (std::size_t p = 0; p < G; ++p)
+        sum = hn::MulAdd(tap[p], hn::Add(forward[(U + p) % G], mirrored[(U + G - p) % G]), sum);
+    hn::Store(sum, d, sums + m * lanes);
+    if (more) {
+        forward[U] = loadKept(d, x + (m + G) * lanes);
+        mirrored[(U + 1) % G] = loadKept(d, y + (m + 1) * lanes);
+    }
+}
+
+// sums[m] += sum over p < G of taps[p] * (x[(m + p) lanes] + y[(m - p) lanes]), read as
+// vectors, for m < vectors. Reads x up to vector vectors + G - 2 and y up to vectors - 1.
+template <std::size_t G, class D>
+HWY_INLINE void foldedPass(D d, const double* x, const double* y, const double* taps, double* sums, std::size_t vectors)
+{
+    using V = hn::Vec<D>;
+    const std::size_t lanes = hn::Lanes(d);
+    V tap[G];
+    V forward[G];
+    V mirrored[G];
+#pragma GCC unroll 16
+    for (std::size_t p = 0; p < G; ++p) {
+        tap[p] = hn::Set(d, taps[p]);
+        forward[p] = loadKept(d, x + p * lanes);
+        mirrored[(G - p) % G] = loadKept(d, y - p * lanes);
+    }
+    std::size_t m = 0;
+    for (; m + G < vectors; m += G)
+        [&]<std::size_t... U>(std::index_sequence<U...>) {
+            (foldedStep<U>(d, tap, forward, mirrored, x, y, sums, m + U, true), ...);
+        }(std::make_index_sequence<G>{});
+    // The last one to G vectors, loading nothing past the inputs they need.
+    [&]<std::size_t... U>(std::index_sequence<U...>) {
+        ((m + U < vectors ? foldedStep<U>(d, tap, forward, mirrored, x, y, sums, m + U, m + U + 1 < vectors) : void()),
+         ...);
+    }(std::make_index_sequence<G>{});
+}
+
+// The G * lanes pairs of taps from k on, as lanes passes of G taps each.
+template <std::size_t G, class D>
+HWY_INLINE void foldedGroup(D d, const double* w, const double* coefs, std::size_t tapsLen, std::size_t k, double* sums,
+                            std::size_t vectors)
+{
+    const std::size_t lanes = hn::Lanes(d);
+    for (std::size_t r = 0; r < lanes; ++r) {
+        double taps[G];
+        for (std::size_t p = 0; p < G; ++p)
+            taps[p] = coefs[k + r + p * lanes];
+        foldedPass<G>(d, w + k + r, w + tapsLen - 1 - k - r, taps, sums, vectors);
+    }
+}
+
+// Up to four pairs of taps that are not spaced one vector apart: the pairs left over
+// after the groups, and the middle tap. sums[m] += taps[t] * (x[t] + y[t]) at vector m,
+// loading both inputs of every pair at every step.
+struct LoosePairs {
+    static constexpr std::size_t kMax = 4;
+    const double* x[kMax];
+    const double* y[kMax];
+    double taps[kMax];
+    std::size_t count = 0;
+};
+
+template <std::size_t T, class D>
+HWY_INLINE void loosePass(D d, const LoosePairs& pairs, double* sums, std::size_t vectors)
+{
+    using V = hn::Vec<D>;
+    const std::size_t lanes = hn::Lanes(d);
+    V tap[T];
+#pragma GCC unroll 16
+    for (std::size_t t = 0; t < T; ++t)
+        tap[t] = hn::Set(d, pairs.taps[t]);
+    for (std::size_t m = 0; m < vectors; ++m) {
+        const std::size_t at = m * lanes;
+        V sum = hn::Load(d, sums + at);
+#pragma GCC unroll 16
+        for (std::size_t t = 0; t < T; ++t)
+            sum = hn::MulAdd(tap[t], hn::Add(hn::LoadU(d, pairs.x[t] + at), hn::LoadU(d, pairs.y[t] + at)), sum);
+        hn::Store(sum, d, sums + at);
+    }
+}
+
+template <class D>
+HWY_INLINE void loosePass(D d, const LoosePairs& pairs, double* sums, std::size_t vectors)
+{
+    switch (pairs.count) {
+    case 4: return loosePass<4>(d, pairs, sums, vectors);
+    case 3: return loosePass<3>(d, pairs, sums, vectors);
+    case 2: return loosePass<2>(d, pairs, sums, vectors);
+    case 1: return loosePass<1>(d, pairs, sums, vectors);
+    default: return;
+    }
+}
+
+// sums[s] = the folded correlation for s < vectors * lanes.
+template <class D>
+HWY_INLINE void foldedSpan(D d, const double* w, const double* coefs, std::size_t tapsLen, double* sums,
+                           std::size_t vectors)
+{
+    static_assert(kFoldGroup == 4, "the groups left over below take up to three taps");
+    const std::size_t lanes = hn::Lanes(d);
+    std::fill_n(sums, vectors * lanes, 0.0);
+    const std::size_t pairs = tapsLen / 2;
+    std::size_t k = 0;
+    for (; k + kFoldGroup * lanes <= pairs; k += kFoldGroup * lanes)
+        foldedGroup<kFoldGroup>(d, w, coefs, tapsLen, k, sums, vectors);
+    // A group of one tap row loads more per pair than the loose pairs below do.
+    const std::size_t groups = (pairs - k) / lanes;
+    if (groups == 3)
+        foldedGroup<3>(d, w, coefs, tapsLen, k, sums, vectors);
+    else if (groups == 2)
+        foldedGroup<2>(d, w, coefs, tapsLen, k, sums, vectors);
+    if (groups >= 2)
+        k += groups * lanes;
+    LoosePairs loose;
+    const auto add = [&](const double* x, const double* y, double tap) {
+        loose.x[loose.count] = x;
+        loose.y[loose.count] = y;
+        loose.taps[loose.count] = tap;
+        if (++loose.count == LoosePairs::kMax) {
+            loosePass(d, loose, sums, vectors);
+            loose.count = 0;
+        }
+    };
+    for (; k < pairs; ++k)
+        add(w + k, w + tapsLen - 1 - k, coefs[k]);
+    // The middle tap of an odd length meets one input: as a pair of that input with
+    // itself and half the tap, exactly (doubling and halving are exact in double).
+    if (tapsLen % 2)
+        add(w + pairs, w + pairs, 0.5 * coefs[pairs]);
+    loosePass(d, loose, sums, vectors);
+}
+
+void FirCorrelateSymmetricKernel(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
+{
+    const hn::CappedTag<double, 8> d;
+    const hn::Rebind<float, decltype(d)> df;
+    const std::size_t lanes = hn::Lanes(d);
+    HWY_ALIGN double sums[kFoldSpan];
+    for (std::size_t s = 0; s < n; s += kFoldSpan) {
+        const std::size_t span = std::min(kFoldSpan, n - s);
+        foldedSpan(d, w + s, coefs, tapsLen, sums, span / lanes);
+        for (std::size_t i = 0; i < span; i += lanes)
+            hn::StoreU(hn::DemoteTo(df, hn::Load(d, sums + i)), df, out + s + i);
+    }
+}
+
 // Dot product in double: four vectors of partial sums, then the remainder.
 HWY_INLINE double dot(const double* a, const double* b, std::size_t n)
 {
@@ -321,6 +507,7 @@ HWY_EXPORT(FloatToDoubleKernel);
 HWY_EXPORT(Int24ToFloatKernel);
 HWY_EXPORT(MaxKernel);
 HWY_EXPORT(FirCorrelateKernel);
+HWY_EXPORT(FirCorrelateSymmetricKernel);
 HWY_EXPORT(FirMultiRateKernel);
 
 void add(const float* a, const float* b, float* dst, std::size_t n) { HWY_DYNAMIC_DISPATCH(AddKernel)(a, b, dst, n); }
@@ -361,6 +548,10 @@ float max(const float* src, std::size_t n) { return HWY_DYNAMIC_DISPATCH(MaxKern
 void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
 {
     HWY_DYNAMIC_DISPATCH(FirCorrelateKernel)(w, coefs, tapsLen, out, roundUpFirOutputs(n));
+}
+void firCorrelateSymmetric(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(FirCorrelateSymmetricKernel)(w, coefs, tapsLen, out, roundUpFirOutputs(n));
 }
 
 void firMultiRate(const double* w, const MultiRateLayout& layout, std::int64_t first, float* out, std::size_t n)

@@ -47,6 +47,13 @@ constexpr std::size_t roundUpFirOutputs(std::size_t n)
 }
 void firCorrelate(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n);
 
+// The same correlation for coefficients that read the same backwards, coefs[k] ==
+// coefs[tapsLen - 1 - k], with the same contract: the two inputs that meet one
+// coefficient are added before they are multiplied. Only the summation order differs from
+// firCorrelate, so the double sums differ by at most about tapsLen * 2^-53 times the sum
+// of |coefs[k] * w[s + k]|, and the float results by one float ulp more.
+void firCorrelateSymmetric(const double* w, const double* coefs, std::size_t tapsLen, float* out, std::size_t n);
+
 // Multi-rate FIR on polyphase coefficients, rounded once to float. Output q sits at
 // position e = first + q * down of the zero-stuffed stream, in which w[p] stands at p * up;
 // it is the dot product of the phaseLen coefficients of phase e % up with the phaseLen
