@@ -93,20 +93,22 @@ TEST(IppsFir, EveryInstructionSetFiltersAlike)
 
 INSTANTIATE_TEST_SUITE_P(Taps, IppsFirLengths, ::testing::Values(1, 3, 31, 251, 631));
 
-// Building in a caller's buffer and running long blocks stay off the heap.
+// Building in a caller's buffer and running long blocks stay off the heap, with the plain
+// kernel and with the folded one that symmetric taps take.
 TEST(IppsFir, BuildsAndRunsLongFiltersWithoutAllocating)
 {
-    const std::vector<float> h = randomFloats(631, 3);
-    std::vector<float> y = randomFloats(8192, 4);
-    int size = 0;
-    ASSERT_EQ(ippsFIRGetStateSize_32f(631, &size), ippStsNoErr);
-    std::vector<Ipp8u> buffer(static_cast<std::size_t>(size));
-    IppsFIRState_32f* fir = nullptr;
-    AllocationCounter counter;
-    ASSERT_EQ(ippsFIRInit_32f(&fir, h.data(), 631, nullptr, buffer.data()), ippStsNoErr);
-    EXPECT_EQ(ippsFIR_32f(y.data(), y.data(), 8192, fir), ippStsNoErr);
-    EXPECT_EQ(ippsFIRSetDlyLine_32f(fir, nullptr), ippStsNoErr);
-    EXPECT_EQ(counter.count(), 0u);
+    for (const std::vector<float>& h : {randomFloats(631, 3), vk::test::symmetricTaps(631, 3)}) {
+        std::vector<float> y = randomFloats(8192, 4);
+        int size = 0;
+        ASSERT_EQ(ippsFIRGetStateSize_32f(631, &size), ippStsNoErr);
+        std::vector<Ipp8u> buffer(static_cast<std::size_t>(size));
+        IppsFIRState_32f* fir = nullptr;
+        AllocationCounter counter;
+        ASSERT_EQ(ippsFIRInit_32f(&fir, h.data(), 631, nullptr, buffer.data()), ippStsNoErr);
+        EXPECT_EQ(ippsFIR_32f(y.data(), y.data(), 8192, fir), ippStsNoErr);
+        EXPECT_EQ(ippsFIRSetDlyLine_32f(fir, nullptr), ippStsNoErr);
+        EXPECT_EQ(counter.count(), 0u);
+    }
 }
 
 TEST(IppsFir, DelayLineIsClearedOrLoadedOldestFirst)

@@ -1,10 +1,12 @@
 #pragma once
 // Random signals and block cuts shared by the filter tests.
 
+#include "core/primitives/IppsKernels.h"
 #include "hwy/targets.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -45,6 +47,47 @@ inline std::vector<int> randomCuts(int total, int largest, unsigned seed)
 inline double sumTolerance(double reference, double sumOfMagnitudes)
 {
     return std::ldexp(std::fabs(reference), -23) + 1e-13 * sumOfMagnitudes;
+}
+
+// Two float results of the same sum of tapsLen products, computed in double in different
+// orders: each double sum is within about tapsLen * 2^-53 * magnitude (the sum of the
+// terms' sizes) of the exact one, and each is then rounded to float once (half an ulp).
+inline double reorderTolerance(float a, float b, std::size_t tapsLen, double magnitude)
+{
+    return std::ldexp(std::max(std::fabs(a), std::fabs(b)), -23)
+           + 2.0 * static_cast<double>(tapsLen) * std::ldexp(magnitude, -53);
+}
+
+// A filter as its unfolded kernel computes it over a whole stream in one call: x after
+// history (tapsLen - 1 samples, oldest first), with the size of each output's terms.
+struct PlainStream {
+    std::vector<float> y;
+    std::vector<double> magnitude;
+};
+
+inline PlainStream plainStream(const std::vector<float>& taps, const std::vector<float>& history,
+    const std::vector<float>& x)
+{
+    const std::size_t n = x.size();
+    std::vector<double> w(history.begin(), history.end());
+    w.insert(w.end(), x.begin(), x.end());
+    w.resize(history.size() + vk::kernels::roundUpFirOutputs(n), 0.0);
+    const std::vector<double> coefs(taps.rbegin(), taps.rend());
+    PlainStream plain{std::vector<float>(vk::kernels::roundUpFirOutputs(n)), std::vector<double>(n)};
+    vk::kernels::firCorrelate(w.data(), coefs.data(), coefs.size(), plain.y.data(), n);
+    plain.y.resize(n);
+    for (std::size_t s = 0; s < n; ++s)
+        for (std::size_t k = 0; k < coefs.size(); ++k)
+            plain.magnitude[s] += std::fabs(coefs[k] * w[s + k]);
+    return plain;
+}
+
+// Taps that read the same backwards, bit for bit.
+inline std::vector<float> symmetricTaps(std::size_t length, unsigned seed)
+{
+    std::vector<float> taps = randomFloats(length, seed);
+    std::copy(taps.begin(), taps.begin() + static_cast<std::ptrdiff_t>(length / 2), taps.rbegin());
+    return taps;
 }
 
 // Runs check once with each instruction set that both this processor and the build
