@@ -6,4 +6,5 @@ vk_test(NAME pattern_tests LABEL unit
     ${CMAKE_CURRENT_LIST_DIR}/patternSplitFiltersTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/patternOrderFiltersTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/patternPolarTest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/patternFoldedFiltersTest.cpp
   LIBS vk_beamformer)
