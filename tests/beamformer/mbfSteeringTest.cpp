@@ -290,3 +290,62 @@ TEST(MbfSteering, ProcessDoesNotAllocateWhileSteering)
     }
     EXPECT_EQ(counter.count(), 0u);
 }
+
+// Orders whose filter is all zero are skipped: neither their steering sum nor their
+// filter runs, in the set heard and in the set fading in. A beam that does compute them
+// (each row holds one tap of 1e-30, which adds nothing a float can hold) must sound the
+// same through set changes in both directions, fades that overlap, and glides.
+TEST(MbfSteering, ZeroRowsAreSkippedWithTheSameOutputThroughFadesAndGlides)
+{
+    std::mt19937 rng(17);
+    std::uniform_real_distribution<float> u(-0.5f, 0.5f);
+    std::vector<std::vector<float>> full(4, std::vector<float>(13));
+    for (auto& row : full)
+        for (float& t : row)
+            t = u(rng);
+    std::vector<std::vector<float>> skipped = full;
+    for (int n : {2, 3})
+        std::fill(skipped[n].begin(), skipped[n].end(), 0.0f);
+    std::vector<std::vector<float>> computed = skipped;
+    for (int n : {2, 3})
+        computed[n][6] = 1e-30f;
+
+    const auto load = [](CMbf& mbf, const std::vector<std::vector<float>>& set) {
+        const int lengths[4] = {13, 13, 13, 13};
+        const float* rows[4] = {set[0].data(), set[1].data(), set[2].data(), set[3].data()};
+        ASSERT_EQ(mbf.setOrderFilters(lengths, rows), 0);
+    };
+    constexpr int kBlock = 300;
+    const auto modes = randomModes(90000, 19);
+    Beam a(kBlock, 6.0f, full);
+    Beam b(kBlock, 6.0f, full);
+    ASSERT_EQ(a.mbf.start(), 0);
+    ASSERT_EQ(b.mbf.start(), 0);
+    std::vector<float> outA(kBlock), outB(kBlock);
+    std::vector<float*> in(16);
+    for (int block = 0; block * kBlock < 90000; ++block) {
+        // Low orders only, full again before that fade has ended, low again later.
+        if (block == 3 || block == 40 || block == 150) {
+            load(a.mbf, skipped);
+            load(b.mbf, computed);
+        }
+        if (block == 20 || block == 100) {
+            load(a.mbf, full);
+            load(b.mbf, full);
+        }
+        if (block % 25 == 0)
+            for (Beam* beam : {&a, &b}) {
+                beam->mbf.setTheta(static_cast<float>((block * 37) % 181));
+                beam->mbf.setPhi(static_cast<float>((block * 53) % 360));
+            }
+        for (int k = 0; k < 16; ++k)
+            in[k] = const_cast<float*>(modes[k].data()) + block * kBlock;
+        float* oa = outA.data();
+        float* ob = outB.data();
+        ASSERT_EQ(a.mbf.process(in.data(), &oa, kBlock), 0);
+        ASSERT_EQ(b.mbf.process(in.data(), &ob, kBlock), 0);
+        for (int s = 0; s < kBlock; ++s)
+            ASSERT_NEAR(outA[s], outB[s], std::ldexp(std::fabs(outB[s]), -23) + 1e-20)
+                << "block " << block << ", sample " << s;
+    }
+}
