@@ -17,12 +17,19 @@ constexpr int kMaxBeams = CRenderOptions::kMaxBeams;
 constexpr int kMapPeaks = 8;
 constexpr float kMapRangeDb = 30.0f;
 
-void allocateChannels(std::vector<float>& storage, std::vector<float*>& pointers, int channels, int frames)
+// Frames that each of the pipeline's pools holds: enough for the writer to absorb the
+// array recorder's writes of whole ring buffers (seconds of 32 channels at a time) while
+// the graph goes on, and far less than that ring, so the recorder is never overrun.
+constexpr int kPipelineFrames = 32768;
+constexpr int kMinPipelineBlocks = 4;
+
+template <typename Block, typename... Sizes>
+std::vector<std::unique_ptr<Block>> pool(int count, Sizes... sizes)
 {
-    storage.assign(std::size_t(channels) * std::size_t(frames), 0.0f);
-    pointers.resize(std::size_t(channels));
-    for (int c = 0; c < channels; ++c)
-        pointers[std::size_t(c)] = storage.data() + std::size_t(c) * std::size_t(frames);
+    std::vector<std::unique_ptr<Block>> blocks;
+    for (int i = 0; i < count; ++i)
+        blocks.push_back(std::make_unique<Block>(sizes...));
+    return blocks;
 }
 
 CSceneSignal sceneSignal(const CSceneSourceRequest& source, double rate, int index)
@@ -48,7 +55,10 @@ bool CRenderer::prepare(const CRenderOptions& options, QString& error)
     if (mOutputChannels < 1 && !options.output.isEmpty())
         return refuse(error, QStringLiteral("no beams: give --beam AZ,EL,PATTERN or --beams FILE.vts with at least one "
                                             "track"));
-    return buildGraph(options, error) && setUpAmbisonics(options, error) && openOutputs(options, error);
+    if (!buildGraph(options, error) || !setUpAmbisonics(options, error) || !openOutputs(options, error))
+        return false;
+    buildPipeline();
+    return true;
 }
 
 bool CRenderer::refuse(QString& error, const QString& message)
@@ -169,8 +179,6 @@ bool CRenderer::buildGraph(const CRenderOptions& options, QString& error)
         attachMap(options);
     if (mHardware)
         calibrate();
-    allocateChannels(mInStorage, mIn, kCapsules, mBlock);
-    allocateChannels(mOutStorage, mOut, std::max(mOutputChannels, 1), mBlock);
     return true;
 }
 
@@ -274,58 +282,97 @@ bool CRenderer::openOutputs(const CRenderOptions& options, QString& error)
     return result == vkOk;
 }
 
-bool CRenderer::run(const std::function<void(double)>& progress, const std::atomic<bool>& cancel, QString& error)
+void CRenderer::buildPipeline()
 {
-    for (qint64 done = 0; done < mTotalFrames; done += mBlock) {
-        if (cancel.load(std::memory_order_relaxed)) {
-            error = QStringLiteral("interrupted; no output written");
-            return false;
-        }
-        if (!renderBlock(done, error))
-            return false;
-        if (progress)
-            progress(double(std::min(done + mBlock, mTotalFrames)) / mSampleRate);
-    }
-    return finish(error);
+    const int blocks = std::max(kMinPipelineBlocks, kPipelineFrames / mBlock);
+    const int ears = mEarFile ? CAudioGraph::kEars : 0;
+    mPipeline = std::make_unique<Pipeline>(pool<CPlanarBlock>(blocks, kCapsules, mBlock),
+                                           pool<CRenderedBlock>(blocks, std::max(mOutputChannels, 1), mAmbixChannels,
+                                                                ears, mBlock));
 }
 
-bool CRenderer::renderBlock(qint64 done, QString& error)
+bool CRenderer::run(const std::function<void(double)>& progress, const std::atomic<bool>& cancel, QString& error)
+{
+    Pipeline::Stages stages;
+    stages.read = [this](CPlanarBlock& in, qint64 index, QString& e) { return readBlock(in, index * mBlock, e); };
+    stages.process = [&](CPlanarBlock& in, CRenderedBlock& out, qint64 index, QString& e) {
+        if (cancel.load(std::memory_order_relaxed)) {
+            e = QStringLiteral("interrupted; no output written");
+            return false;
+        }
+        if (!processBlock(in, out, index * mBlock, e))
+            return false;
+        if (progress)
+            progress(double(std::min((index + 1) * mBlock, mTotalFrames)) / mSampleRate);
+        return true;
+    };
+    stages.write = [this](const CRenderedBlock& out, QString& e) { return writeBlock(out, e); };
+    return mPipeline->run((mTotalFrames + mBlock - 1) / mBlock, stages, error) && finish(error);
+}
+
+// Reader thread.
+bool CRenderer::readBlock(CPlanarBlock& in, qint64 done, QString& error)
 {
     if (mScene) {
-        mScene->render(mIn.data(), mBlock);
-    } else if (!mInput.read(mIn.data(), kCapsules, mBlock)) {
-        error = QStringLiteral("cannot read %1: reading failed at %2 s").arg(mInputName).arg(double(done) / mSampleRate);
-        return false;
+        mScene->render(in.channels(), mBlock);
+        return true;
     }
-    const int result = mGraph.processor()->process(mIn.data(), mOut.data(), mBlock);
+    if (mInput.read(in.channels(), kCapsules, mBlock))
+        return true;
+    error = QStringLiteral("cannot read %1: reading failed at %2 s").arg(mInputName).arg(double(done) / mSampleRate);
+    return false;
+}
+
+// The calling thread: the graph, and what the writer needs of it copied into `out`
+// before the next block overwrites it. The covariance keeps only its newest period, so
+// it is fetched here, after every block.
+bool CRenderer::processBlock(CPlanarBlock& in, CRenderedBlock& out, qint64 done, QString& error)
+{
+    const int result = mGraph.processor()->process(in.channels(), out.beams.channels(), mBlock);
     if (result != vkOk) {
         error = QStringLiteral("the audio graph failed with code %1 at %2 s").arg(result).arg(double(done) / mSampleRate);
         return false;
     }
-    const int frames = int(std::min<qint64>(mBlock, mTotalFrames - done));
-    if (mBeamFile && !mSink.write(mOut.data(), frames)) {
-        error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mBeamFile->finalName());
-        return false;
-    }
-    if (!writeAmbisonics(frames, error))
-        return false;
-    mGraph.checkFileQueues();
-    ModeCovarianceFrame period;
-    while (mCovariance && mCovariance->fetch(period))
-        mMap->update(period);
+    out.frames = int(std::min<qint64>(mBlock, mTotalFrames - done));
+    const CAudioGraph& graph = *mGraph.graph();
+    if (mAmbixFile)
+        out.ambisonics.copyFrom(graph.ambisonicsBus()->data(), out.frames);
+    if (mEarFile)
+        out.ears.copyFrom(graph.binauralBus()->data(), out.frames);
+    out.hasPeriod = mCovariance && mCovariance->fetch(out.period);
     return true;
 }
 
-// The first channels of the encoder's 16 and the two ears, as the graph left them.
-bool CRenderer::writeAmbisonics(int frames, QString& error)
+// Writer thread: the files, the array recorder's disk side (the graph's file stages take
+// their disk side from whichever one thread calls checkFileQueues) and the map.
+bool CRenderer::writeBlock(const CRenderedBlock& out, QString& error)
 {
-    const CAudioGraph& graph = *mGraph.graph();
-    if (mAmbixFile && !mAmbixSink.write(graph.ambisonicsBus()->data(), frames))
-        error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mAmbixFile->finalName());
-    else if (mEarFile && !mEarSink.write(graph.binauralBus()->data(), frames))
-        error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mEarFile->finalName());
-    else
+    if (!writeSink(mSink, mBeamFile.get(), out.beams, out.frames, error)
+        || !writeSink(mAmbixSink, mAmbixFile.get(), out.ambisonics, out.frames, error)
+        || !writeSink(mEarSink, mEarFile.get(), out.ears, out.frames, error))
+        return false;
+    mGraph.checkFileQueues();
+    if (!arrayWritten(error))
+        return false;
+    if (out.hasPeriod)
+        mMap->update(out.period);
+    return true;
+}
+
+bool CRenderer::writeSink(CRenderSink& sink, const CPendingFile* file, const CPlanarBlock& block, int frames,
+                          QString& error)
+{
+    if (!file || sink.write(block.channels(), frames))
         return true;
+    error = QStringLiteral("cannot write %1: the disk refused the samples").arg(file->finalName());
+    return false;
+}
+
+bool CRenderer::arrayWritten(QString& error) const
+{
+    if (!mArrayFile || mGraph.takeError(CAudioGraph::sinkArray).isEmpty())
+        return true;
+    error = QStringLiteral("cannot write %1: the disk refused the samples").arg(mArrayFile->finalName());
     return false;
 }
 
@@ -341,7 +388,7 @@ bool CRenderer::finish(QString& error)
     for (CRenderSink* sink : {&mSink, &mAmbixSink, &mEarSink})
         sink->close();
     const auto commit = [&error](const std::unique_ptr<CPendingFile>& file) { return !file || file->commit(error); };
-    return writeMap(error) && commit(mBeamFile) && commit(mArrayFile) && commit(mMapFile) && commit(mAmbixFile)
+    return arrayWritten(error) && writeMap(error) && commit(mBeamFile) && commit(mArrayFile) && commit(mMapFile) && commit(mAmbixFile)
            && commit(mEarFile);
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 // The offline render: one audio graph, fed as its live input from a recording that
 // libsndfile reads or from the modelled scene, run block after block as fast as the
-// machine allows. The beams (what the graph hands to the driver's outputs) go into a
+// machine allows. Reading (or the scene), the graph and writing run on three threads
+// (CRenderPipeline), so that on two cores the graph alone sets the pace; the graph runs
+// on the thread that calls run(). The beams (what the graph hands to the driver's outputs) go into a
 // wave file; a rendered scene's calibrated array signal can go through the graph's own
 // array recorder. The graph's Ambisonics encoder and binaural decoder give the AmbiX
 // and binaural outputs, read from the graph after each block. Outputs appear under their
@@ -14,7 +16,9 @@
 #include "render/CInputFile.h"
 #include "render/CPatternCatalogue.h"
 #include "render/CPendingFile.h"
+#include "render/CRenderBlocks.h"
 #include "render/CRenderOptions.h"
+#include "render/CRenderPipeline.h"
 #include "render/CRenderSink.h"
 #include "session/CGraphSession.h"
 #include "soundmap/CSoundMap.h"
@@ -43,8 +47,9 @@ public:
     // (a pattern or value that does not exist, beams for a file without the capsule
     // channels, no beams), false when a file could not be read or written.
     bool refusedCommandLine() const { return mRefusedCommandLine; }
-    // Renders every block; `progress` gets the seconds done. `cancel` is polled between
-    // blocks. On success the outputs take their names; on failure they are removed.
+    // Renders every block; `progress` gets the seconds done, on the calling thread.
+    // `cancel` is polled between blocks. On success the outputs take their names; on
+    // failure they are removed.
     bool run(const std::function<void(double)>& progress, const std::atomic<bool>& cancel, QString& error);
 
     double durationSeconds() const { return double(mTotalFrames) / mSampleRate; }
@@ -76,8 +81,13 @@ private:
     bool openOutputs(const CRenderOptions& options, QString& error);
     bool openSink(CRenderSink& sink, std::unique_ptr<CPendingFile>& file, const QString& name, int channels,
                   int format, QString& error);
-    bool writeAmbisonics(int frames, QString& error);
-    bool renderBlock(qint64 done, QString& error);
+    void buildPipeline();
+    bool readBlock(CPlanarBlock& in, qint64 done, QString& error);
+    bool processBlock(CPlanarBlock& in, CRenderedBlock& out, qint64 done, QString& error);
+    bool writeBlock(const CRenderedBlock& out, QString& error);
+    bool writeSink(CRenderSink& sink, const CPendingFile* file, const CPlanarBlock& block, int frames,
+                   QString& error);
+    bool arrayWritten(QString& error) const;
     bool finish(QString& error);
     void attachMap(const CRenderOptions& options);
     bool writeMap(QString& error);
@@ -105,10 +115,8 @@ private:
     std::unique_ptr<CSoundScene> mScene;
     CGraphSession mGraph;
 
-    std::vector<float> mInStorage;
-    std::vector<float> mOutStorage;
-    std::vector<float*> mIn;
-    std::vector<float*> mOut;
+    using Pipeline = CRenderPipeline<CPlanarBlock, CRenderedBlock>;
+    std::unique_ptr<Pipeline> mPipeline;
 
     QString mInputName;
     int mSampleRate = 44100;
