@@ -94,6 +94,29 @@ TEST_F(RenderCommandLine, AnInterruptedRenderLeavesTheOldOutputAndNoPartialFile)
     EXPECT_EQ(old.readAll(), "the previous result");
 }
 
+// Thirty seconds of a scene are megabytes; the file size limit refuses bytes on the way,
+// in the beams (written block by block) or in the array signal (written seconds at a
+// time by the graph's recorder), whichever reaches it first.
+TEST_F(RenderCommandLine, AWriteErrorMidRunEndsTheRenderWithItsMessageAndNoPartialFile)
+{
+    const QStringList beams{"--scene", "--duration", "30", "--beam", "0,90,omni", "-o", "out.wav", "-q"};
+    const struct {
+        QStringList arguments;
+        const char* message;
+    } cases[] = {
+        {beams, "cannot write out.wav: the disk refused the samples"},
+        {beams + QStringList{"--array-output", "a.wav"}, "cannot write a.wav: the disk refused the samples"},
+    };
+    writeText("out.wav", "the previous result");
+    const QMap<QString, QByteArray> before = contentsOfDir();
+    for (const auto& c : cases) {
+        const Outcome result = runWithFileLimit(c.arguments, 2048);
+        EXPECT_EQ(result.status, 1) << qPrintable(result.err);
+        EXPECT_EQ(result.err, QStringLiteral("vantoria-render: %1\n").arg(c.message));
+        EXPECT_EQ(contentsOfDir(), before) << qPrintable(c.arguments.join(' '));
+    }
+}
+
 TEST_F(RenderCommandLine, ASettingsFileGivesTheSameBeamsAsTheOptions)
 {
     CBeamSettings settings;

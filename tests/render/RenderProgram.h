@@ -28,9 +28,24 @@ protected:
     // Runs the program in the folder; interrupts it after `interruptAfterMs` when given.
     Outcome run(const QStringList& arguments, int interruptAfterMs = -1) const
     {
+        return runProgram(VK_RENDER_EXECUTABLE, arguments, interruptAfterMs);
+    }
+
+    // As run(), with no file allowed to grow beyond `limit` blocks of the shell's ulimit
+    // (512 or 1024 bytes): a write past it fails (EFBIG) as on a full disk.
+    Outcome runWithFileLimit(const QStringList& arguments, int limit) const
+    {
+        return runProgram("/bin/sh",
+                          QStringList{"-c", "trap '' XFSZ; ulimit -f \"$0\"; exec \"$@\"", QString::number(limit),
+                                      VK_RENDER_EXECUTABLE}
+                              + arguments);
+    }
+
+    Outcome runProgram(const QString& program, const QStringList& arguments, int interruptAfterMs = -1) const
+    {
         QProcess process;
         process.setWorkingDirectory(mDir.path());
-        process.start(VK_RENDER_EXECUTABLE, arguments);
+        process.start(program, arguments);
         EXPECT_TRUE(process.waitForStarted());
         if (interruptAfterMs >= 0 && !process.waitForFinished(interruptAfterMs))
             ::kill(pid_t(process.processId()), SIGINT);
