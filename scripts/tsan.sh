@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The audio path's threads under ThreadSanitizer: builds, in build-tsan, only the test
-# programs of the graph, the streaming file, the stages, the session, the OSC server and the
-# LV2 plug-ins' test host (every ctest entry named graph_*, audiofile_*, stages_*,
-# session_*, remote_* or lv2_host_*, less the slow ones and the scanner fuzzer, which
-# carries AddressSanitizer of its own), and runs them. A report fails its
+# programs of the graph, the streaming file, the stages, the session, the OSC server, the
+# LV2 plug-ins' test host and the renderer's pipeline (every ctest entry named graph_*,
+# audiofile_*, stages_*, session_*, remote_*, lv2_host_* or render_pipeline_*, less the
+# slow ones and the scanner fuzzer, which carries AddressSanitizer of its own), and runs
+# them. A report fails its
 # test. scripts/tsan.supp names what is silenced, third-party code only, each entry with
 # its reason.
 #
@@ -20,7 +21,7 @@ flags="-O1 -g -DNDEBUG"
 vk_configure build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVK_SANITIZE=thread -DVK_BUILD_BENCH=OFF \
   -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="$flags" -DCMAKE_C_FLAGS_RELWITHDEBINFO="$flags"
 
-pattern='^(graph|audiofile|stages|session|remote|lv2_host)_'
+pattern='^(graph|audiofile|stages|session|remote|lv2_host|render_pipeline)_'
 mapfile -t tests < <(ctest --test-dir build-tsan -N -LE slow -R "$pattern" -E '_fuzz$' |
   sed -n 's/^ *Test *#[0-9]*: *//p')
 if [ ${#tests[@]} -eq 0 ]; then

@@ -9,17 +9,14 @@
 #include "beamformer/CZirc.h"
 #include "beamformer/tables/EbfBiquads.h"
 #include "bench/support/MachinePeak.h"
+#include "bench/support/ReferenceNode.h"
 
 #include <benchmark/benchmark.h>
 
-#include <random>
 #include <vector>
 
 namespace {
-constexpr int kBlock = 512;
-constexpr float kRate = 44100.0f;
-constexpr int kBeams = 18;
-constexpr int kCapsules = 32;
+using namespace reference_workload;
 
 // Multiply-adds of one sample through the node in the steady state: the decomposition
 // (matrix and five per biquad section), then per beam the steering sum, the order
@@ -42,32 +39,13 @@ double macsPerSample(const CZircFactory& factory, const std::vector<int>& patter
 void BM_NodeProcess(benchmark::State& state)
 {
     const bool changing = state.range(0) != 0;
-    CZirc zirc;
-    if (zirc.setFormat(vkAudioInterface::timeDomain(kCapsules, kRate, kBlock),
-                       vkAudioInterface::timeDomain(kBeams, kRate, kBlock))
-        != vkOk) {
+    ReferenceNode node;
+    if (!node.configured) {
         state.SkipWithError("CZirc could not be configured");
         return;
     }
-    std::vector<int> patterns(kBeams);
-    for (int b = 0; b < kBeams; ++b) {
-        patterns[b] = b % kPatternCount;
-        zirc.setChannelParameter(b, CZirc::kPattern, &patterns[b], 1, vkTypeInt);
-        zirc.setTheta(b, float(20 + 8 * b));
-        zirc.setPhi(b, float(20 * b));
-    }
-    std::mt19937 rng(11);
-    std::normal_distribution<float> g(0.0f, 0.1f);
-    std::vector<std::vector<float>> in(kCapsules, std::vector<float>(kBlock));
-    std::vector<std::vector<float>> out(kBeams, std::vector<float>(kBlock));
-    std::vector<float*> inPtr, outPtr;
-    for (auto& c : in) {
-        for (float& x : c)
-            x = g(rng);
-        inPtr.push_back(c.data());
-    }
-    for (auto& c : out)
-        outPtr.push_back(c.data());
+    CZirc& zirc = node.zirc;
+    std::vector<int>& patterns = node.patterns;
     zirc.start();
 
     long block = 0;
@@ -80,8 +58,8 @@ void BM_NodeProcess(benchmark::State& state)
             zirc.setPhi(b, float((block * 7) % 360));
             state.ResumeTiming();
         }
-        zirc.process(inPtr.data(), outPtr.data(), kBlock);
-        benchmark::DoNotOptimize(out[0][kBlock - 1]);
+        node.process();
+        benchmark::DoNotOptimize(node.out[0][kBlock - 1]);
         ++block;
     }
     zirc.stop();

@@ -1,10 +1,16 @@
-// The offline renderer end to end, as a user runs it: a 60-second 32-channel 24-bit
-// array file to 18 beams of mixed patterns at spread directions, block 512, 44.1 kHz,
-// written as 24-bit beams. Reported as real-time factors: seconds of audio per second
-// of this thread's processor time (steady on a shared machine; the disk reads and
-// writes run in this thread too), and per second of wall-clock time.
+// The offline renderer end to end, as a user runs it, against the node it keeps busy,
+// in the same run: a 60-second 32-channel 24-bit array file to the reference workload's
+// 18 beams (bench/support/ReferenceNode.h), block 512, 44.1 kHz, written as 24-bit
+// beams. Reported:
+// - rtf_wall: seconds of audio per second of wall-clock time, set-up included;
+// - rtf_node: the node alone on as many blocks, seconds of audio per second of its
+//   thread's processor time (steady on a shared machine);
+// - ratio: rtf_wall / rtf_node, how close the renderer's three threads come to the node;
+// - cores: processor time of all the renderer's threads per second of wall-clock time.
 
 #include "bench/support/MachinePeak.h"
+#include "bench/support/ReferenceNode.h"
+#include "render/CPatternCatalogue.h"
 #include "render/CRenderOptions.h"
 #include "render/CRenderSink.h"
 #include "render/CRenderer.h"
@@ -15,14 +21,13 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <ctime>
 #include <random>
 #include <vector>
 
 namespace {
-constexpr int kRate = 44100;
+using namespace reference_workload;
 constexpr int kSeconds = 60;
-constexpr int kCapsules = 32;
-constexpr int kBeams = 18;
 
 QTemporaryDir& scratch()
 {
@@ -58,14 +63,35 @@ QString arrayFile()
     return written ? path : QString();
 }
 
+// The workload's beams as --beam AZ,EL,PATTERN (azimuth phi, elevation theta).
 QStringList arguments()
 {
-    static const char* patterns[] = {"omni", "super3", "super2", "super1", "hyper3", "hyper2",
-                                     "hyper1", "card3", "card2", "card1", "dipole1", "torus"};
+    const QStringList names = CPatternCatalogue().names();
     QStringList list{"vantoria-render", arrayFile(), "-o", scratch().filePath("beams.wav")};
-    for (int b = 0; b < kBeams; ++b)
-        list << "--beam" << QStringLiteral("%1,%2,%3").arg(20 * b).arg(20 + 8 * b).arg(patterns[b % 12]);
+    for (int b = 0; b < kBeams; ++b) {
+        const Beam setting = beam(b);
+        list << "--beam" << QStringLiteral("%1,%2,%3").arg(setting.phi).arg(setting.theta).arg(names[setting.pattern]);
+    }
     return list;
+}
+
+double processCpuSeconds()
+{
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+// Thread processor seconds of the node alone on `blocks` blocks.
+double nodeSeconds(long blocks)
+{
+    ReferenceNode node;
+    node.zirc.start();
+    const double start = vkThreadCpuSeconds();
+    for (long b = 0; b < blocks; ++b)
+        node.process();
+    benchmark::DoNotOptimize(node.out[0][kBlock - 1]);
+    return vkThreadCpuSeconds() - start;
 }
 
 void BM_RenderSixtySecondsTo18Beams(benchmark::State& state)
@@ -80,9 +106,9 @@ void BM_RenderSixtySecondsTo18Beams(benchmark::State& state)
         state.SkipWithError("cannot write the array file");
         return;
     }
-    double cpu = 0.0, wall = 0.0, audio = 0.0;
+    double cpu = 0.0, wall = 0.0, audio = 0.0, node = 0.0;
     for (auto _ : state) {
-        const double cpuStart = vkThreadCpuSeconds();
+        const double cpuStart = processCpuSeconds();
         const auto wallStart = std::chrono::steady_clock::now();
         CRenderer renderer;
         std::atomic<bool> cancel{false};
@@ -90,12 +116,15 @@ void BM_RenderSixtySecondsTo18Beams(benchmark::State& state)
             state.SkipWithError(qPrintable(error));
             return;
         }
-        cpu += vkThreadCpuSeconds() - cpuStart;
+        cpu += processCpuSeconds() - cpuStart;
         wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
         audio += renderer.durationSeconds();
+        node += nodeSeconds(long(renderer.durationSeconds() * kRate + kBlock - 1) / kBlock);
     }
-    state.counters["rtf_cpu"] = audio / cpu;
     state.counters["rtf_wall"] = audio / wall;
+    state.counters["rtf_node"] = audio / node;
+    state.counters["ratio"] = node / wall;
+    state.counters["cores"] = cpu / wall;
 }
 BENCHMARK(BM_RenderSixtySecondsTo18Beams)->Unit(benchmark::kSecond)->Iterations(2)->UseRealTime();
 
