@@ -388,8 +388,8 @@ bool CRenderer::finish(QString& error)
     for (CRenderSink* sink : {&mSink, &mAmbixSink, &mEarSink})
         sink->close();
     const auto commit = [&error](const std::unique_ptr<CPendingFile>& file) { return !file || file->commit(error); };
-    return arrayWritten(error) && writeMap(error) && commit(mBeamFile) && commit(mArrayFile) && commit(mMapFile) && commit(mAmbixFile)
-           && commit(mEarFile);
+    return arrayWritten(error) && writeMap(error) && commit(mBeamFile) && commit(mArrayFile) && commit(mMapFile)
+           && commit(mAmbixFile) && commit(mEarFile);
 }
 
 bool CRenderer::writeMap(QString& error)

@@ -3,11 +3,12 @@
 // libsndfile reads or from the modelled scene, run block after block as fast as the
 // machine allows. Reading (or the scene), the graph and writing run on three threads
 // (CRenderPipeline), so that on two cores the graph alone sets the pace; the graph runs
-// on the thread that calls run(). The beams (what the graph hands to the driver's outputs) go into a
-// wave file; a rendered scene's calibrated array signal can go through the graph's own
-// array recorder. The graph's Ambisonics encoder and binaural decoder give the AmbiX
-// and binaural outputs, read from the graph after each block. Outputs appear under their
-// names only after a complete run.
+// on the thread that calls run(). The beams (what the graph hands to the driver's
+// outputs) go into a wave file; a rendered scene's calibrated array signal can go
+// through the graph's own array recorder, whose disk side the writer serves. The
+// graph's Ambisonics encoder and binaural decoder give the AmbiX and binaural outputs,
+// read from the graph after each block. Outputs appear under their names only after a
+// complete run.
 //
 // The scene's capsules carry the seeded sensitivity errors of the hardware model, and
 // the graph's input volume applies the calibration gains that undo them, as the
