@@ -1,7 +1,8 @@
 // A long render with every output at once (beams, the array signal, AmbiX, the ears and
 // the sound map), its reader, graph and writer on three threads, gives exactly what one
 // thread gets from the same graph driven block by block: the pipeline reorders nothing,
-// drops nothing and reuses no block too early.
+// drops nothing and reuses no block too early; and the graph's thread allocates nothing
+// from block to block.
 
 #include "RenderTestSupport.h"
 
@@ -11,6 +12,7 @@
 #include "session/CGraphSession.h"
 #include "soundmap/CModeCovariance.h"
 #include "soundmap/CSoundMap.h"
+#include "tests/support/AllocationCounter.h"
 
 #include <QTemporaryDir>
 
@@ -132,12 +134,23 @@ TEST(RendererLongRun, EveryOutputEqualsTheGraphDrivenBlockByBlockOnOneThread)
         << qPrintable(error);
     CRenderer renderer;
     std::atomic<bool> cancel{false};
-    std::vector<double> progress;
-    ASSERT_TRUE(renderer.prepare(options, error)) << qPrintable(error);
-    ASSERT_TRUE(renderer.run([&progress](double seconds) { progress.push_back(seconds); }, cancel, error))
-        << qPrintable(error);
-
     const long frames = long(std::ceil(kSeconds * kRate / kBlock)) * kBlock;
+    std::vector<double> progress;
+    progress.reserve(std::size_t(frames / kBlock));
+    // The graph's thread, between its 100th block and its last, allocates nothing.
+    std::unique_ptr<AllocationCounter> counter;
+    std::size_t allocations = 0;
+    const auto onProgress = [&](double seconds) {
+        progress.push_back(seconds);
+        if (progress.size() == 100)
+            counter = std::make_unique<AllocationCounter>();
+        if (counter)
+            allocations = counter->count();
+    };
+    ASSERT_TRUE(renderer.prepare(options, error)) << qPrintable(error);
+    ASSERT_TRUE(renderer.run(onProgress, cancel, error)) << qPrintable(error);
+    EXPECT_EQ(allocations, 0u);
+
     SingleThreadRender reference(path("reference-array.wav"));
     reference.run(frames);
 
