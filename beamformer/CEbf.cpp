@@ -48,15 +48,6 @@ void freeRows(float* rows[CEbf::kMaxModes])
     }
 }
 
-void freeIir(IppsIIRState64f_32f* states[CEbf::kMaxModes])
-{
-    for (int k = 0; k < CEbf::kMaxModes; ++k) {
-        if (states[k])
-            ippsIIRFree64f_32f(states[k]);
-        states[k] = nullptr;
-    }
-}
-
 void freeFir(IppsFIRState_32f* states[CEbf::kMaxModes], CDelayLine* delays[CEbf::kMaxModes])
 {
     for (int k = 0; k < CEbf::kMaxModes; ++k) {
@@ -73,7 +64,6 @@ void freeFir(IppsFIRState_32f* states[CEbf::kMaxModes], CDelayLine* delays[CEbf:
 CEbf::~CEbf()
 {
     freeFir(mModeFir, mModeDelay);
-    freeIir(mModeIir);
     freeRows(mModeWeights);
 }
 
@@ -126,9 +116,7 @@ void CEbf::runFilters(float** out, int frames)
     const int mode = mFilterMode.load(std::memory_order_acquire);
     if (mode == kFilterNone)
         return;
-    for (int k = 0; k < mNumModes; ++k)
-        if (mModeIir[k])
-            ippsIIR64f_32f_I(out[k], frames, mModeIir[k]);
+    mModeIir.process(out, mNumModes, frames);
     if (mode != kFilterBiquadsAndFir)
         return;
     for (int k = 0; k < mNumModes; ++k) {
@@ -141,9 +129,8 @@ void CEbf::runFilters(float** out, int frames)
 
 void CEbf::reset()
 {
+    mModeIir.clearHistory();
     for (int k = 0; k < kMaxModes; ++k) {
-        if (mModeIir[k])
-            ippsIIRSetDlyLine64f_32f(mModeIir[k], nullptr);
         if (mModeFir[k])
             ippsFIRSetDlyLine_32f(mModeFir[k], nullptr);
         if (mModeDelay[k])
@@ -194,19 +181,14 @@ int CEbf::setModeIir(const double* const sections[kOrders], const int numSection
     if (!allPresent(sections, kOrders) || !numSections)
         return vkErrRange;
 
-    IppsIIRState64f_32f* fresh[kMaxModes] = {};
+    const double* perMode[kMaxModes];
+    int sectionsPerMode[kMaxModes];
     for (int k = 0; k < kMaxModes; ++k) {
-        const int n = orderOfMode(k);
-        const IppStatus status = ippsIIRInitAlloc64f_BiQuad_32f(&fresh[k], sections[n], numSections[n], nullptr);
-        if (status < 0) {
-            freeIir(fresh);
-            return resultOfStatus(status);
-        }
+        perMode[k] = sections[orderOfMode(k)];
+        sectionsPerMode[k] = numSections[orderOfMode(k)];
     }
-    freeIir(mModeIir);
-    for (int k = 0; k < kMaxModes; ++k)
-        mModeIir[k] = fresh[k];
-    return vkOk;
+    const IppStatus status = mModeIir.setCascades(kMaxModes, perMode, sectionsPerMode);
+    return status < 0 ? resultOfStatus(status) : vkOk;
 }
 
 int CEbf::setModeFir(const float* const taps[kOrders])

@@ -10,6 +10,7 @@
 // process: audio thread: no allocation, no lock, no I/O.
 
 #include "core/contract/vkAudioClass.h"
+#include "core/primitives/CBiquadBank.h"
 #include "core/primitives/ipps.h"
 
 #include <atomic>
@@ -94,7 +95,7 @@ private:
     int mNumModes = 0;
     std::atomic<int> mFilterMode{kFilterBiquads};
     float* mModeWeights[kMaxModes] = {};
-    IppsIIRState64f_32f* mModeIir[kMaxModes] = {};
+    CBiquadBank mModeIir; // one cascade per mode, 16 channels once loaded
     IppsFIRState_32f* mModeFir[kMaxModes] = {};
     CDelayLine* mModeDelay[kMaxModes] = {};
     int mModeDelayLength[kMaxModes] = {};
