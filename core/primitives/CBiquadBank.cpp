@@ -125,7 +125,7 @@ IppStatus CBiquadBank::setCascades(int channels, const double* const sections[],
     return ippStsNoErr;
 }
 
-void CBiquadBank::process(float* const* signals, int count, int frames)
+void CBiquadBank::process(float* const* data, int count, int frames)
 {
     count = std::min(count, mChannels);
     double rows[kTile * kSet];
@@ -140,12 +140,12 @@ void CBiquadBank::process(float* const* signals, int count, int frames)
                     rows[t * set.width + lane] = 0.0;
             for (int lane = 0; lane < used; ++lane)
                 for (int t = 0; t < n; ++t)
-                    rows[t * set.width + lane] = static_cast<double>(signals[set.first + lane][done + t]);
+                    rows[t * set.width + lane] = static_cast<double>(data[set.first + lane][done + t]);
             HWY_DYNAMIC_DISPATCH(vk::biquads::RunSetKernel)(mCoefs.data() + set.coefs, mStates.data() + set.states,
                 set.sections, static_cast<std::size_t>(set.width), rows, n);
             for (int lane = 0; lane < used; ++lane)
                 for (int t = 0; t < n; ++t)
-                    signals[set.first + lane][done + t] = static_cast<float>(rows[t * set.width + lane]);
+                    data[set.first + lane][done + t] = static_cast<float>(rows[t * set.width + lane]);
         }
     }
 }

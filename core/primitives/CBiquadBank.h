@@ -26,8 +26,8 @@ public:
     // history. Allocates. Errors as that function's; on error the cascades in force stay.
     IppStatus setCascades(int channels, const double* const sections[], const int numSections[]);
 
-    // Filters signals[c] in place for c below count and below channels().
-    void process(float* const* signals, int count, int frames);
+    // Filters data[c], channel c, in place for c below count and below channels().
+    void process(float* const* data, int count, int frames);
 
     void clearHistory();
 
