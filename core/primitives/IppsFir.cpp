@@ -162,8 +162,14 @@ void runSingleRate(IppsFIRState_32f& s, const Ipp32f* src, Ipp32f* dst, int len)
         const int n = std::min(s.chunkInputs, len - done);
         vk::kernels::floatToDouble(src + done, s.work + s.historyLen, static_cast<std::size_t>(n));
         const auto correlate = s.symmetric ? vk::kernels::firCorrelateSymmetric : vk::kernels::firCorrelate;
-        correlate(s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), s.outputs, static_cast<std::size_t>(n));
-        std::memcpy(dst + done, s.outputs, sizeof(float) * static_cast<std::size_t>(n));
+        // The kernel writes whole granules of outputs: straight into dst when the chunk is
+        // made of them (the chunk's input is in the work line by then), else through the
+        // state's own buffer.
+        const auto outputs = static_cast<std::size_t>(n);
+        const bool direct = vk::kernels::roundUpFirOutputs(outputs) == outputs;
+        correlate(s.work, s.coefs, static_cast<std::size_t>(s.tapsLen), direct ? dst + done : s.outputs, outputs);
+        if (!direct)
+            std::memcpy(dst + done, s.outputs, sizeof(float) * outputs);
         advanceHistory(s, n);
         done += n;
     }
