@@ -33,7 +33,7 @@ struct IppsFIRState_32f {
     bool symmetric = false; // single rate with taps that read the same backwards: run folded
     double* coefs = nullptr; // single rate: taps reversed; multi-rate: see polyphaseTaps
     double* work = nullptr; // historyLen samples of history, then one chunk of input
-    float* outputs = nullptr; // single rate: one chunk of results before they are copied out
+    float* outputs = nullptr; // single rate: results of a chunk that ends inside a granule, to be copied out
 
     bool multiRate() const { return upFactor != 1 || downFactor != 1; }
 };

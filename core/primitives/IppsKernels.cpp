@@ -347,7 +347,15 @@ HWY_INLINE void foldedPass(D d, const double* x, const double* y, const double* 
     }(std::make_index_sequence<G>{});
 }
 
-// The G * lanes pairs of taps from k on, as lanes passes of G taps each.
+// Tap u of the folded filter: the pairs first, then for an odd length the middle tap,
+// which meets one input: as a pair of that input with itself and half the tap, exactly
+// (doubling and halving are exact in double). Its mirror index, tapsLen - 1 - u, is u.
+HWY_INLINE double foldedTap(const double* coefs, std::size_t pairs, std::size_t u)
+{
+    return u < pairs ? coefs[u] : 0.5 * coefs[u];
+}
+
+// The G * lanes folded taps from k on, as lanes passes of G taps each.
 template <std::size_t G, class D>
 HWY_INLINE void foldedGroup(D d, const double* w, const double* coefs, std::size_t tapsLen, std::size_t k, double* sums,
                             std::size_t vectors)
@@ -356,13 +364,13 @@ HWY_INLINE void foldedGroup(D d, const double* w, const double* coefs, std::size
     for (std::size_t r = 0; r < lanes; ++r) {
         double taps[G];
         for (std::size_t p = 0; p < G; ++p)
-            taps[p] = coefs[k + r + p * lanes];
+            taps[p] = foldedTap(coefs, tapsLen / 2, k + r + p * lanes);
         foldedPass<G>(d, w + k + r, w + tapsLen - 1 - k - r, taps, sums, vectors);
     }
 }
 
-// Up to four pairs of taps that are not spaced one vector apart: the pairs left over
-// after the groups, and the middle tap. sums[m] += taps[t] * (x[t] + y[t]) at vector m,
+// Up to four folded taps that are not spaced one vector apart: those left over after the
+// groups. sums[m] += taps[t] * (x[t] + y[t]) at vector m,
 // loading both inputs of every pair at every step.
 struct LoosePairs {
     static constexpr std::size_t kMax = 4;
@@ -411,12 +419,12 @@ HWY_INLINE void foldedSpan(D d, const double* w, const double* coefs, std::size_
     static_assert(kFoldGroup == 4, "the groups left over below take up to three taps");
     const std::size_t lanes = hn::Lanes(d);
     std::fill_n(sums, vectors * lanes, 0.0);
-    const std::size_t pairs = tapsLen / 2;
+    const std::size_t folded = (tapsLen + 1) / 2;
     std::size_t k = 0;
-    for (; k + kFoldGroup * lanes <= pairs; k += kFoldGroup * lanes)
+    for (; k + kFoldGroup * lanes <= folded; k += kFoldGroup * lanes)
         foldedGroup<kFoldGroup>(d, w, coefs, tapsLen, k, sums, vectors);
-    // A group of one tap row loads more per pair than the loose pairs below do.
-    const std::size_t groups = (pairs - k) / lanes;
+    // A group of one tap row loads more per tap than the loose taps below do.
+    const std::size_t groups = (folded - k) / lanes;
     if (groups == 3)
         foldedGroup<3>(d, w, coefs, tapsLen, k, sums, vectors);
     else if (groups == 2)
@@ -424,21 +432,15 @@ HWY_INLINE void foldedSpan(D d, const double* w, const double* coefs, std::size_
     if (groups >= 2)
         k += groups * lanes;
     LoosePairs loose;
-    const auto add = [&](const double* x, const double* y, double tap) {
-        loose.x[loose.count] = x;
-        loose.y[loose.count] = y;
-        loose.taps[loose.count] = tap;
+    for (; k < folded; ++k) {
+        loose.x[loose.count] = w + k;
+        loose.y[loose.count] = w + tapsLen - 1 - k;
+        loose.taps[loose.count] = foldedTap(coefs, tapsLen / 2, k);
         if (++loose.count == LoosePairs::kMax) {
             loosePass(d, loose, sums, vectors);
             loose.count = 0;
         }
-    };
-    for (; k < pairs; ++k)
-        add(w + k, w + tapsLen - 1 - k, coefs[k]);
-    // The middle tap of an odd length meets one input: as a pair of that input with
-    // itself and half the tap, exactly (doubling and halving are exact in double).
-    if (tapsLen % 2)
-        add(w + pairs, w + pairs, 0.5 * coefs[pairs]);
+    }
     loosePass(d, loose, sums, vectors);
 }
 
