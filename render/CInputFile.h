@@ -41,6 +41,11 @@ public:
 
 private:
     void readUnfinishedWave(const QString& name);
+    // The next `frames` frames of all the file's channels into channels[0..mChannels);
+    // the frames read.
+    qint64 readBytes24(float* const* channels, qint64 frames);
+    // The same for the first `used` channels, through libsndfile's floats.
+    qint64 readFloats(float* const* channels, int used, qint64 frames);
 
     sf_private_tag* mFile = nullptr;
     int mChannels = 0;
@@ -48,5 +53,7 @@ private:
     qint64 mFrames = 0;
     qint64 mPromisedFrames = -1;
     qint64 mPosition = 0;
+    bool mBytes24 = false; // 24-bit samples, low byte first: decoded by vkInt24FramesToChannels
     std::vector<float> mInterleaved;
+    std::vector<unsigned char> mFrameBytes;
 };
