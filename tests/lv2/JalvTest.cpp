@@ -73,8 +73,9 @@ bool connectWithin(const std::function<bool()>& connect)
 }
 
 // One run: a fresh server (at real-time priority 70, as the JACK driver's own test runs
-// it: at jackd's default of 10 a third of the runs here lost a cycle), the beamformer in jalv between the two clients, forty changes
-// of every kind of control on beams all over the set. Gives the xruns during the changes.
+// it: at jackd's default of 10 a third of the runs here lost a cycle), the beamformer in
+// jalv between the two clients, forty changes of every kind of control on beams all over
+// the set. Gives the xruns during the changes.
 int tenSecondsInJalv()
 {
     DummyJackServer server({"-P", "70"});
@@ -134,9 +135,9 @@ int tenSecondsInJalv()
 } // namespace
 
 // The dummy backend's timer on this kind of virtual machine now and then stalls for more
-// than a period whatever runs in the chain (1 run in 11 here). A plug-in that waits, allocates or overruns in run() loses every
-// run, since each makes the same changes; so a run is tried up to three times and one run
-// without an xrun passes.
+// than a period whatever runs in the chain (1 run in 11 here). A plug-in that waits,
+// allocates or overruns in run() loses every run, since each makes the same changes; so a
+// run is tried up to three times and one run without an xrun passes.
 TEST(Jalv, RunsTheBeamformerTenSecondsWithControlChangesAndNoXrun)
 {
     std::vector<int> xruns;
